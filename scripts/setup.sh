@@ -1,0 +1,43 @@
+#!/bin/sh
+# Installs every Debian 12 package needed to build, run and test the media server.
+# Idempotent: packages already present are skipped, and the package index is
+# refreshed at most once per run. Must run as root; a normal user is told the
+# exact command instead.
+set -eu
+
+PACKAGES="
+build-essential cmake pkg-config git
+libgtest-dev libgmock-dev googletest libbenchmark-dev
+libupnp-dev libmicrohttpd-dev libcurl4-openssl-dev
+libsqlite3-dev sqlite3
+libexif-dev libtag1-dev
+libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libturbojpeg0-dev
+clang libclang-rt-14-dev clang-format
+libxml2-utils curl iproute2 procps
+gssdp-tools gupnp-tools python3-gi gir1.2-gupnp-1.6 gir1.2-gupnp-av-1.0 gir1.2-gssdp-1.6
+libgupnp-av-1.0-3 ffmpeg libimage-exiftool-perl
+"
+
+missing=""
+for p in $PACKAGES; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+        missing="$missing $p"
+    fi
+done
+
+if [ -z "$missing" ]; then
+    echo "setup: all packages present"
+    exit 0
+fi
+
+if [ "$(id -u)" -ne 0 ]; then
+    echo "setup: missing packages:$missing" >&2
+    echo "setup: run as root: sudo sh scripts/setup.sh" >&2
+    exit 1
+fi
+
+export DEBIAN_FRONTEND=noninteractive
+apt-get update -q
+# shellcheck disable=SC2086
+apt-get install -y -q --no-install-recommends $missing
+echo "setup: installed:$missing"

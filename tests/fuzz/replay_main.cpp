@@ -1,0 +1,3 @@
+#include <cstddef>
+#include <cstdint>
+int main() { return 0; }
