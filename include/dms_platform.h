@@ -33,14 +33,14 @@ void DMSAppHelperTerminate(void);
 
 /* ---- Memory ------------------------------------------------------------ */
 
-void* DMSAppMemAllocMA(unsigned long size);                      /* null for 0 */
+void* DMSAppMemAllocMA(unsigned long size);                       /* null for 0 */
 void* DMSAppMemCallocMA(unsigned long count, unsigned long size); /* null if size is 0 */
 /* realloc, except that a null `p` returns null and allocates nothing. */
 void* DMSAppMemReallocMA(void* p, unsigned long size);
 void DMSAppMemFree(void* p);
-void* DMSAppMemSet(void* p, int value, unsigned long n);          /* null for null p */
-void* DMSAppMemCpy(void* dst, const void* src, unsigned long n);  /* null for a null pointer */
-void* DMSAppMemmove(void* dst, const void* src, unsigned int n);  /* null for a null pointer */
+void* DMSAppMemSet(void* p, int value, unsigned long n);         /* null for null p */
+void* DMSAppMemCpy(void* dst, const void* src, unsigned long n); /* null for a null pointer */
+void* DMSAppMemmove(void* dst, const void* src, unsigned int n); /* null for a null pointer */
 
 /* ---- Mutexes (always recursive) ---------------------------------------- */
 
@@ -56,13 +56,13 @@ int DMSAppReleaseMutex(pthread_mutex_t* m);
 /* ---- Files ------------------------------------------------------------- */
 
 typedef enum DMSAppFileMode {
-  DMSAPP_FILE_READ = 0,             /* "r" */
-  DMSAPP_FILE_WRITE = 1,            /* "w" */
-  DMSAPP_FILE_APPEND = 2,           /* "a" */
-  DMSAPP_FILE_READ_UPDATE = 3,      /* "r+" */
-  DMSAPP_FILE_WRITE_UPDATE = 4,     /* "w+" */
-  DMSAPP_FILE_APPEND_UPDATE = 5,    /* "a+" */
-  DMSAPP_FILE_READ_UPDATE_ALT = 6   /* "r+", the same as 3 */
+  DMSAPP_FILE_READ = 0,           /* "r" */
+  DMSAPP_FILE_WRITE = 1,          /* "w" */
+  DMSAPP_FILE_APPEND = 2,         /* "a" */
+  DMSAPP_FILE_READ_UPDATE = 3,    /* "r+" */
+  DMSAPP_FILE_WRITE_UPDATE = 4,   /* "w+" */
+  DMSAPP_FILE_APPEND_UPDATE = 5,  /* "a+" */
+  DMSAPP_FILE_READ_UPDATE_ALT = 6 /* "r+", the same as 3 */
 } DMSAppFileMode;
 
 typedef enum DMSAppSeekMode {

@@ -1,8 +1,8 @@
 #include "dms_file_io.h"
 
-#include <cstring>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <cstring>
 
 #include "dms_string.h"
 
@@ -12,13 +12,20 @@ namespace {
 
 const char* modeText(DMSAppFileMode mode) {
   switch (mode) {
-    case DMSAPP_FILE_READ: return "r";
-    case DMSAPP_FILE_WRITE: return "w";
-    case DMSAPP_FILE_APPEND: return "a";
-    case DMSAPP_FILE_READ_UPDATE: return "r+";
-    case DMSAPP_FILE_WRITE_UPDATE: return "w+";
-    case DMSAPP_FILE_APPEND_UPDATE: return "a+";
-    case DMSAPP_FILE_READ_UPDATE_ALT: return "r+";
+    case DMSAPP_FILE_READ:
+      return "r";
+    case DMSAPP_FILE_WRITE:
+      return "w";
+    case DMSAPP_FILE_APPEND:
+      return "a";
+    case DMSAPP_FILE_READ_UPDATE:
+      return "r+";
+    case DMSAPP_FILE_WRITE_UPDATE:
+      return "w+";
+    case DMSAPP_FILE_APPEND_UPDATE:
+      return "a+";
+    case DMSAPP_FILE_READ_UPDATE_ALT:
+      return "r+";
   }
   return nullptr;
 }
@@ -76,8 +83,7 @@ int DMSAppFileIOClass::ReadFromFile(FILE* f, char* buf, unsigned long n, unsigne
   return 1;
 }
 
-int DMSAppFileIOClass::ReadFromFileByChar(FILE* f, char* buf, unsigned long n,
-                                          unsigned long* got) {
+int DMSAppFileIOClass::ReadFromFileByChar(FILE* f, char* buf, unsigned long n, unsigned long* got) {
   return ReadFromFile(f, buf, n, got);
 }
 

@@ -17,9 +17,7 @@ void DMSAppMem::DestroyInstance() {
   instance_ = nullptr;
 }
 
-void* DMSAppMem::DMSAppMemAllocMA(unsigned long size) {
-  return size == 0 ? nullptr : malloc(size);
-}
+void* DMSAppMem::DMSAppMemAllocMA(unsigned long size) { return size == 0 ? nullptr : malloc(size); }
 
 void* DMSAppMem::DMSAppMemCallocMA(unsigned long count, unsigned long size) {
   return size == 0 ? nullptr : calloc(count, size);

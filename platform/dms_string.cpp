@@ -2,12 +2,12 @@
 // only where the code departs from the obvious for a reason.
 #include "dms_string.h"
 
+#include <strings.h>
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <strings.h>
 
 #include "nuv_log.h"
 
@@ -64,8 +64,8 @@ DMSAppString::DMSAppString(const DMSAppString* other)
   if (other->length_ >= size) size = other->length_ + 1;
   buffer_ = static_cast<char*>(calloc(size, 1));
   if (buffer_ == nullptr) return;
-  unsigned int available = other->length_ < other->bufferLength_ ? other->length_
-                                                                   : other->bufferLength_;
+  unsigned int available =
+      other->length_ < other->bufferLength_ ? other->length_ : other->bufferLength_;
   memcpy(buffer_, other->buffer_, available);
   length_ = other->length_;
   bufferLength_ = size;
@@ -176,7 +176,7 @@ int DMSAppString::Copy(const char* s) {
   size_t n = strlen(s);
   char* fresh = static_cast<char*>(malloc(n + 1));
   if (fresh == nullptr) return 1;  // old content stays, as after a failed resize
-  memcpy(fresh, s, n + 1);  // `s` may point into our own buffer: copy first
+  memcpy(fresh, s, n + 1);         // `s` may point into our own buffer: copy first
   free(buffer_);
   buffer_ = fresh;
   length_ = static_cast<uint32_t>(n);
@@ -323,9 +323,7 @@ int DMSAppString::CompareI(const DMSAppString* s, int start, unsigned int n) con
   return compareRange(buffer_, s != nullptr ? s->buffer_ : nullptr, start, n, true);
 }
 
-int DMSAppString::Find(const DMSAppString* s) const {
-  return s == nullptr ? -1 : Find(s->buffer_);
-}
+int DMSAppString::Find(const DMSAppString* s) const { return s == nullptr ? -1 : Find(s->buffer_); }
 
 int DMSAppString::Find(const char* s) const {
   if (s == nullptr || buffer_ == nullptr) return -1;
@@ -436,12 +434,14 @@ int DMSAppString::Replace(int pos, unsigned int count, const char* s) {
 
 void DMSAppString::UpperCase() {
   if (buffer_ == nullptr) return;
-  for (char* p = buffer_; *p != '\0'; ++p) *p = static_cast<char>(toupper(static_cast<unsigned char>(*p)));
+  for (char* p = buffer_; *p != '\0'; ++p)
+    *p = static_cast<char>(toupper(static_cast<unsigned char>(*p)));
 }
 
 void DMSAppString::LowerCase() {
   if (buffer_ == nullptr) return;
-  for (char* p = buffer_; *p != '\0'; ++p) *p = static_cast<char>(tolower(static_cast<unsigned char>(*p)));
+  for (char* p = buffer_; *p != '\0'; ++p)
+    *p = static_cast<char>(tolower(static_cast<unsigned char>(*p)));
 }
 
 void DMSAppString::Zero() {

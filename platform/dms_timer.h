@@ -21,22 +21,28 @@
 class DMSAppString;
 class DMSCDSList;
 
+// One timer; a DMSAppMemAllocMA block owned by the service's list.
 struct DMSAppTimerInfo {
   unsigned int handle;
   DMSAppString* name;  // owned
   timer_t timer;
   DMSAppTimerCallback callback;
   unsigned long param;
-  bool running;
+  bool running;  // armed with a non-zero timeout: only then does a zero reading mean expiry
 };
 
 class DMSAppTimer {
  public:
-  // Creates the service, its list and mutex, and starts the poll thread.
+  // Creates the service, its list and mutex, and starts the poll thread on
+  // first use. Not locked: the first call happens before other threads run.
   static DMSAppTimer* GetInstance();
-  // Deletes the mutex, then the service. Stop the thread first (StopThread).
+  // Deletes the mutex, then the service. The thread should be stopped first
+  // (StopThread); if it still runs it is stopped here. Does nothing when
+  // called from a timer callback, since the thread cannot join itself.
   static void DestroyInstance();
 
+  // The backers of DMSAppCreateTimer, DMSAppStartTimer and DMSAppDeleteTimer,
+  // with their results (dms_platform.h). The name is copied.
   unsigned long NUVCreateTimer(DMSAppString* name);
   int NUVStartTimer(unsigned long handle, unsigned long timeoutMs, DMSAppTimerCallback callback,
                     void* param);
@@ -45,14 +51,22 @@ class DMSAppTimer {
   DMSAppString* NUVGetTimerNameFromHandle(unsigned long handle);
   // Offered but never finds anything: always 0.
   unsigned long GetTimerHandleFromTimerName(DMSAppString* name);
+  // Clears the run flag and joins the thread (the join is left to the next
+  // StopThread or DestroyInstance when called from a callback). 1 when the
+  // flag is clear afterwards.
   int StopThread();
 
  private:
+  friend int ::DMSAppStopTimerThread(void);
+
   DMSAppTimer();
   ~DMSAppTimer();
   DMSAppTimerInfo* __GetTimerInfo(unsigned long handle);
   static void* DMSAppSignalHandler(void* self);
   void pollOnce();
+  // Notes up to `capacity` expired handles in list order; returns the count.
+  int collectExpired(unsigned long* handles, int capacity);
+  void fireExpired(unsigned long handle);
   static void FreeTimerInfoStructData(DMSAppTimerInfo* info);
 
   static DMSAppTimer* instance_;

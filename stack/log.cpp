@@ -1,13 +1,13 @@
 // Timestamped, level-filtered logging to standard error or to a sink.
 #include "nuv_log.h"
 
+#include <sys/time.h>
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
 #include <mutex>
 #include <string>
-#include <sys/time.h>
 
 namespace {
 

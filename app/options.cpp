@@ -1,0 +1,238 @@
+#include "options.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <vector>
+
+namespace {
+
+const char kUsage[] =
+    "Usage: dmsd --media DIR [OPTIONS]\n"
+    "\n"
+    "DLNA 1.50 Digital Media Server (UPnP MediaServer:1). Serves the photos,\n"
+    "music and videos of DIR to players on the network.\n"
+    "\n"
+    "Options:\n"
+    "  -m, --media DIR       folder to serve (required)\n"
+    "  -a, --address IP      address to serve on (default 127.0.0.1)\n"
+    "  -i, --interface NAME  serve on this network interface instead of an\n"
+    "                        address; needed to reach players on a LAN\n"
+    "  -p, --port N          HTTP streaming port, 1-65535 (default 9000)\n"
+    "  -s, --state DIR       state directory: database, thumbnails, uploads and\n"
+    "                        description files (default $XDG_DATA_HOME/dmsd,\n"
+    "                        else ~/.local/share/dmsd)\n"
+    "  -n, --name NAME       model name; the device is announced as\n"
+    "                        \"[Camera]NAME\" (default dmsd)\n"
+    "  -c, --config FILE     read options from FILE: one \"key = value\" per\n"
+    "                        line with the long option names as keys (media,\n"
+    "                        address, interface, port, state, name, verbose);\n"
+    "                        '#' starts a comment. Command-line options win.\n"
+    "  -v, --verbose         log information; twice also logs SOAP bodies\n"
+    "  -h, --help            show this help and exit\n"
+    "      --version         show the version and exit\n"
+    "\n"
+    "Signals: SIGINT and SIGTERM stop the server cleanly.\n"
+    "Exit status: 0 after a clean stop, 1 on a start-up error, 2 on a usage error.\n";
+
+std::string trim(const std::string& s) {
+  size_t b = s.find_first_not_of(" \t\r\n");
+  if (b == std::string::npos) return std::string();
+  size_t e = s.find_last_not_of(" \t\r\n");
+  return s.substr(b, e - b + 1);
+}
+
+bool parsePort(const std::string& text, int* port) {
+  if (text.empty() || text.size() > 5) return false;
+  for (char c : text)
+    if (c < '0' || c > '9') return false;
+  int value = atoi(text.c_str());
+  if (value < 1 || value > 65535) return false;
+  *port = value;
+  return true;
+}
+
+// Applies one key/value; `where` prefixes the error ("--port" or "file:3").
+std::string apply(const std::string& key, const std::string& value, const std::string& where,
+                  DaemonOptions* o) {
+  if (key == "media") {
+    o->media = value;
+  } else if (key == "address") {
+    o->address = value;
+  } else if (key == "interface") {
+    o->interfaceName = value;
+  } else if (key == "port") {
+    if (!parsePort(value, &o->port)) return where + ": port must be a number from 1 to 65535";
+  } else if (key == "state") {
+    o->stateDir = value;
+  } else if (key == "name") {
+    o->name = value;
+  } else if (key == "verbose") {
+    if (value != "0" && value != "1" && value != "2") return where + ": verbose must be 0, 1 or 2";
+    o->verbosity = value[0] - '0';
+  } else {
+    return where + ": unknown option '" + key + "'";
+  }
+  return std::string();
+}
+
+std::string readConfig(const std::string& file, DaemonOptions* o) {
+  std::ifstream in(file);
+  if (!in) return "cannot read config file " + file + ": " + strerror(errno);
+  std::string line;
+  int number = 0;
+  while (std::getline(in, line)) {
+    ++number;
+    size_t hash = line.find('#');
+    if (hash != std::string::npos) line.erase(hash);
+    line = trim(line);
+    if (line.empty()) continue;
+    size_t eq = line.find('=');
+    std::string where = file + ":" + std::to_string(number);
+    if (eq == std::string::npos) return where + ": expected \"key = value\"";
+    std::string error = apply(trim(line.substr(0, eq)), trim(line.substr(eq + 1)), where, o);
+    if (!error.empty()) return error;
+  }
+  return std::string();
+}
+
+struct Flag {
+  const char* shortName;
+  const char* longName;
+  const char* key;  // null: no value
+};
+
+const Flag kFlags[] = {{"-m", "--media", "media"},         {"-a", "--address", "address"},
+                       {"-i", "--interface", "interface"}, {"-p", "--port", "port"},
+                       {"-s", "--state", "state"},         {"-n", "--name", "name"},
+                       {"-c", "--config", "config"},       {"-v", "--verbose", nullptr},
+                       {"-h", "--help", nullptr},          {nullptr, "--version", nullptr}};
+
+std::string defaultStateDir() {
+  const char* xdg = getenv("XDG_DATA_HOME");
+  if (xdg != nullptr && *xdg == '/') return std::string(xdg) + "/dmsd";
+  const char* home = getenv("HOME");
+  if (home != nullptr && *home != '\0') return std::string(home) + "/.local/share/dmsd";
+  return "/var/tmp/dmsd";
+}
+
+bool isDirectory(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// mkdir -p
+bool makeDirectories(const std::string& path) {
+  for (size_t i = 1; i <= path.size(); ++i) {
+    if (i == path.size() || path[i] == '/') {
+      std::string prefix = path.substr(0, i);
+      if (mkdir(prefix.c_str(), 0755) != 0 && errno != EEXIST) return false;
+    }
+  }
+  return isDirectory(path);
+}
+
+std::string checkPortFree(const std::string& address, int port) {
+  int fd = socket(AF_INET, SOCK_STREAM, 0);
+  if (fd < 0) return std::string("cannot create a socket: ") + strerror(errno);
+  sockaddr_in sa{};
+  sa.sin_family = AF_INET;
+  sa.sin_port = htons(static_cast<uint16_t>(port));
+  inet_pton(AF_INET, address.c_str(), &sa.sin_addr);
+  int reuse = 1;
+  setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
+  int rc = bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+  int bindErrno = errno;
+  close(fd);
+  if (rc == 0) return std::string();
+  return "cannot use port " + std::to_string(port) + " on " + address + ": " + strerror(bindErrno);
+}
+
+}  // namespace
+
+const char* DaemonUsage() { return kUsage; }
+
+std::string ParseDaemonOptions(int argc, char** argv, DaemonOptions* out) {
+  // Two passes: find --config first so that the command line overrides it.
+  std::map<std::string, std::string> given;
+  std::vector<std::string> order;
+  int verbose = 0;
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    std::string inlineValue;
+    bool hasInline = false;
+    size_t eq = arg.find('=');
+    if (arg.rfind("--", 0) == 0 && eq != std::string::npos) {
+      inlineValue = arg.substr(eq + 1);
+      arg = arg.substr(0, eq);
+      hasInline = true;
+    }
+    const Flag* flag = nullptr;
+    for (const Flag& f : kFlags)
+      if ((f.shortName != nullptr && arg == f.shortName) || arg == f.longName) flag = &f;
+    if (flag == nullptr) return "unknown option '" + arg + "' (see dmsd --help)";
+    if (flag->key == nullptr) {
+      if (hasInline) return "option " + arg + " takes no value";
+      if (arg == "-v" || arg == "--verbose") ++verbose;
+      if (arg == "-h" || arg == "--help") out->help = true;
+      if (arg == "--version") out->version = true;
+      continue;
+    }
+    std::string value;
+    if (hasInline) {
+      value = inlineValue;
+    } else if (i + 1 < argc) {
+      value = argv[++i];
+    } else {
+      return "option " + arg + " needs a value";
+    }
+    if (value.empty()) return "option " + arg + " needs a non-empty value";
+    given[flag->key] = value;
+    order.push_back(flag->key);
+  }
+  if (out->help || out->version) return std::string();
+  if (given.count("config") != 0) {
+    out->configFile = given["config"];
+    std::string error = readConfig(out->configFile, out);
+    if (!error.empty()) return error;
+  }
+  for (const std::string& key : order) {
+    if (key == "config") continue;
+    std::string error = apply(key, given[key], "--" + key, out);
+    if (!error.empty()) return error;
+  }
+  if (verbose > 0) out->verbosity = verbose > 2 ? 2 : verbose;
+  return std::string();
+}
+
+std::string ValidateDaemonOptions(DaemonOptions* o) {
+  if (o->media.empty()) return "no media folder given: use --media DIR (see dmsd --help)";
+  if (!isDirectory(o->media))
+    return "media folder " + o->media + " does not exist or is not a folder";
+  if (access(o->media.c_str(), R_OK | X_OK) != 0)
+    return "media folder " + o->media + " is not readable";
+  if (!o->interfaceName.empty()) {
+    if (if_nametoindex(o->interfaceName.c_str()) == 0)
+      return "network interface " + o->interfaceName + " does not exist";
+  } else {
+    in_addr parsed{};
+    if (inet_pton(AF_INET, o->address.c_str(), &parsed) != 1)
+      return "address " + o->address + " is not an IPv4 address";
+  }
+  if (o->stateDir.empty()) o->stateDir = defaultStateDir();
+  if (!makeDirectories(o->stateDir))
+    return "cannot create state directory " + o->stateDir + ": " + strerror(errno);
+  if (access(o->stateDir.c_str(), W_OK) != 0)
+    return "state directory " + o->stateDir + " is not writable";
+  if (o->interfaceName.empty()) return checkPortFree(o->address, o->port);
+  return std::string();
+}

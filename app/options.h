@@ -1,0 +1,30 @@
+// Command line and config file of dmsd.
+#ifndef DMS_APP_OPTIONS_H
+#define DMS_APP_OPTIONS_H
+
+#include <string>
+
+struct DaemonOptions {
+  std::string media;  // folder to serve (required)
+  std::string address = "127.0.0.1";
+  std::string interfaceName;  // serve on this interface instead of `address`
+  int port = 9000;            // HTTP streaming port
+  std::string stateDir;       // database, thumbnails, uploads, descriptions
+  std::string name;           // model name announced as "[Camera]NAME"
+  std::string configFile;
+  int verbosity = 0;  // 0 errors, 1 +information, 2 +SOAP dumps
+  bool help = false;
+  bool version = false;
+};
+
+// Parses argv (and the config file it names; the command line wins).
+// Returns an empty string on success, else one line saying what is wrong.
+std::string ParseDaemonOptions(int argc, char** argv, DaemonOptions* out);
+
+// Checks what can be checked before start-up (folders, port). Creates the
+// state directory when missing. Empty on success, else one line.
+std::string ValidateDaemonOptions(DaemonOptions* options);
+
+const char* DaemonUsage();
+
+#endif  // DMS_APP_OPTIONS_H
