@@ -1,1 +1,9 @@
 # Unit tests of the cds layer: dms_unit_test(NAME) per test file.
+dms_unit_test(soap_message_test)
+dms_unit_test(soap_generator_test)
+dms_unit_test(action_info_test)
+dms_unit_test(cds_impl_manager_test)
+dms_unit_test(cds_dispatch_test)
+dms_unit_test(cds_replies_test)
+dms_unit_test(cds_browse_test)
+dms_unit_test(cds_arguments_test)

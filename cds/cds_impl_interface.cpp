@@ -1,0 +1,11 @@
+// UPnPCDSImplInterface: the parts of the base that own the action record.
+#include "cds_impl_interface.h"
+
+#include "action_info.h"
+
+UPnPCDSImplInterface::~UPnPCDSImplInterface() { delete actionInfo_; }
+
+void UPnPCDSImplInterface::SetActionInfo(DMSAppActionInfo* actionInfo) {
+  if (actionInfo != actionInfo_) delete actionInfo_;
+  actionInfo_ = actionInfo;
+}
