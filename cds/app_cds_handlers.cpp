@@ -10,6 +10,8 @@
 #include "action_arguments.h"
 #include "action_info.h"
 #include "app_cds.h"
+#include "dms_content_engine.h"
+#include "dms_conversions.h"
 #include "dms_list.h"
 #include "nuv_log.h"
 
@@ -104,10 +106,17 @@ int UPnPAppCDS::refuseAnyArgument(DMSAppActionInfo* actionInfo, const char* hand
 
 int UPnPAppCDS::__X_GetFeatureList(DMSAppActionInfo* actionInfo) {
   if (const int code = refuseAnyArgument(actionInfo, "__X_GetFeatureList")) return code;
-  // The feature document comes from NUVCEGetBasicViewInfomationMA(),
-  // XML-escaped into "FeatureList"; without it the action fails.
-  NotifyCommandResponse(1, actionInfo, nullptr, 0);
-  return 1;
+  // The feature document travels XML-escaped as the one out-argument.
+  std::unique_ptr<DMSAppString> document(NUVCEGetBasicViewInfomationMA());
+  std::unique_ptr<DMSAppString> escaped(
+      document ? DMSAppConversions::DMSAppEscapeXmlValue(document.get()) : nullptr);
+  DMSCDSList* out = escaped ? new (std::nothrow) DMSCDSList() : nullptr;
+  if (out == nullptr || dms_cds::appendArgument(out, "FeatureList", escaped.release()) != 0) {
+    if (out != nullptr) dms_cds::deleteArgumentList(out);
+    NotifyCommandResponse(1, actionInfo, nullptr, 0);
+    return 1;
+  }
+  return NotifyCommandResponse(0, actionInfo, out, 0);
 }
 
 namespace {

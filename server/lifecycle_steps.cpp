@@ -1,18 +1,20 @@
 // The lifecycle steps on the other layers' objects (see lifecycle_steps.h).
 //
 // The ContentDirectory service's steps (dispatcher, registry, SOAP generator,
-// action callback) are in place. The steps marked "waits for" only report
-// themselves until their layer is wired in: creation and destruction do
-// nothing, the HTTP server "starts" (0), the connector knows no file, and a
-// transfer cannot be stopped (0). Each later layer fills exactly its own
-// functions and keeps the note() call.
+// action callback) and the content engine's are in place. The steps marked
+// "waits for" only report themselves until their layer is wired in: creation
+// and destruction do nothing, the HTTP server "starts" (0), and a transfer
+// cannot be stopped (0). Each later layer fills exactly its own functions and
+// keeps the note() call.
 #include "lifecycle_steps.h"
 
 #include <atomic>
 
 #include "app_cds.h"
 #include "cds_impl_manager.h"
+#include "dms_content_engine.h"
 #include "dms_platform.h"
+#include "multimedia_db_connector.h"
 #include "server_state.h"
 #include "soap_generator.h"
 
@@ -39,8 +41,10 @@ void initializePlatformServices() {
 void createCdsHelper() { note("CDSHelper::GetInstance"); }
 // Waits for UPnPCDSUtils (cds/, the DIDL-Lite writer).
 void initializeCdsUtils() { note("UPnPCDSUtils::Initialize"); }
-// Waits for the content engine (content/).
-void initializeContentEngine() { note("NUVCEInitializeWrapper"); }
+void initializeContentEngine() {
+  note("NUVCEInitializeWrapper");
+  NUVCEInitializeWrapper();
+}
 
 void createSoapGenerator() {
   note("SOAPAppGenerator::GetInstance");
@@ -81,10 +85,15 @@ void destroySoapGenerator() {
   SOAPAppGenerator::DestroyInstance();
 }
 
-// Waits for the content engine (content/).
-void terminateContentEngine() { note("NUVCETerminateWrapper"); }
-// Waits for the content layer's lifecycle wiring of MultiMediaDbConnector.
-void destroyDbConnector() { note("MultiMediaDbConnector::DestroyInstance"); }
+void terminateContentEngine() {
+  note("NUVCETerminateWrapper");
+  NUVCETerminateWrapper();
+}
+
+void destroyDbConnector() {
+  note("MultiMediaDbConnector::DestroyInstance");
+  MultiMediaDbConnector::DestroyInstance();
+}
 // Waits for UPnPCDSUtils.
 void terminateCdsUtils() { note("UPnPCDSUtils::Terminate"); }
 // Waits for CDSHelper.
@@ -101,13 +110,16 @@ void stopHttpServer(const char* address) {
   note("ServerToHandleFileTransfer::StopHTTPServer", address);
 }
 
-// Waits for the content engine.
-void setContentEngineDefaultContainer(int /*mask*/) { note("NUVCESetDefaultContainer"); }
+void setContentEngineDefaultContainer(int mask) {
+  note("NUVCESetDefaultContainer");
+  NUVCESetDefaultContainer(mask);
+}
 
-// Waits for the content layer's wiring of MultiMediaDbConnector::GetIDOfItem.
-DMSAppString* findItemId(int /*kind*/, const char* filePath) {
+// The caller deletes the result.
+DMSAppString* findItemId(int kind, const char* filePath) {
   note("MultiMediaDbConnector::GetItemId", filePath);
-  return nullptr;
+  return MultiMediaDbConnector::GetInstance()->GetIDOfItem(static_cast<unsigned int>(kind),
+                                                           filePath);
 }
 
 // Waits for the transfer server.

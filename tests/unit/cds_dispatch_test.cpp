@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "camera_actions.h"
 #include "cds_test_support.h"
+#include "dms_content_engine.h"
+#include "dms_conversions.h"
 #include "dms_platform.h"
 #include "log_capture.h"
 
@@ -335,6 +338,19 @@ TEST_F(UPnPAppCDSDispatchTest, XGetFeatureListRefusesArgumentsAndFailsWithoutThe
   EXPECT_EQ(runOnce("X_GetFeatureList", {{"x", "y"}}), kInvalidArguments);
   EXPECT_TRUE(log.has("[UPnPAppCDS::__X_GetFeatureList] Invalid arguments!!!, UPnPError = 402"));
   EXPECT_EQ(runOnce("X_GetFeatureList", {}), kActionFailed);
+}
+
+TEST_F(UPnPAppCDSDispatchTest, XGetFeatureListAnswersTheEngineDocumentEscaped) {
+  ASSERT_EQ(NUVCEInitializeWrapper(), 0);
+  std::unique_ptr<DMSAppString> document(NUVCEGetBasicViewInfomationMA());
+  ASSERT_TRUE(document);
+  ASSERT_NE(std::string(document->ReadString()).find("<Features"), std::string::npos);
+  std::unique_ptr<DMSAppString> escaped(DMSAppConversions::DMSAppEscapeXmlValue(document.get()));
+  ASSERT_TRUE(escaped);
+  const std::string body = runOnce("X_GetFeatureList", {});
+  NUVCETerminateWrapper();
+  EXPECT_EQ(body, responseBody("X_GetFeatureList", {{"FeatureList", escaped->ReadString()}}));
+  EXPECT_NE(body.find("&lt;Features"), std::string::npos);
 }
 
 TEST_F(UPnPAppCDSDispatchTest, ConcurrentActionsAreEachAnsweredOnce) {

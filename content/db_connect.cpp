@@ -1,0 +1,163 @@
+// MultiMediaDbConnector: lifecycle, connection, schema creation and the two
+// ways statements run.
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "contents_enumerator_argument.h"
+#include "dms_conversions.h"
+#include "dms_platform.h"
+#include "dms_server.h"
+#include "dms_string.h"
+#include "media_schema.h"
+#include "multimedia_db_connector.h"
+#include "nuv_config.h"
+#include "nuv_log.h"
+#include "sqlite_handles.h"
+
+namespace {
+
+std::mutex gInstanceMutex;
+std::atomic<MultiMediaDbConnector*> gInstance{nullptr};
+
+// Serialized mode: SQLite guards the handle itself too, so a caller that
+// slipped past the connector's lock could not corrupt it.
+constexpr int kProbeFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX;
+constexpr int kOpenFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
+
+struct MemFree {
+  void operator()(char* p) const { DMSAppMemFree(p); }
+};
+
+}  // namespace
+
+void MultiMediaDbConnector::SqliteDeleter::operator()(sqlite3* db) const { sqlite3_close(db); }
+
+MultiMediaDbConnector* MultiMediaDbConnector::GetInstance() {
+  MultiMediaDbConnector* instance = gInstance.load(std::memory_order_acquire);
+  if (instance != nullptr) return instance;
+  std::lock_guard<std::mutex> lock(gInstanceMutex);
+  instance = gInstance.load(std::memory_order_relaxed);
+  if (instance == nullptr) {
+    instance = new (std::nothrow) MultiMediaDbConnector();
+    gInstance.store(instance, std::memory_order_release);
+  }
+  return instance;
+}
+
+void MultiMediaDbConnector::DestroyInstance() {
+  std::lock_guard<std::mutex> lock(gInstanceMutex);
+  delete gInstance.exchange(nullptr);
+}
+
+MultiMediaDbConnector::MultiMediaDbConnector() : connected_(false) {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  if (!ConnectDB()) return;
+  connected_ = true;
+  if (NUVGetDlnaCertificationState() == 0) {
+    addToImageObjectVector();
+    addToVideoObjectVector();
+  }
+}
+
+MultiMediaDbConnector::~MultiMediaDbConnector() { DisconnectDB(); }
+
+bool MultiMediaDbConnector::ConnectDB() {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  if (db_ != nullptr) return false;
+  std::unique_ptr<DMSAppString> setting(DMSAppGetDBPathMA());
+  if (setting == nullptr) return false;
+  std::unique_ptr<char, MemFree> path(
+      DMSAppConversions::DMSAppConvertDMSAppStringToUTF8MA(setting.get()));
+  if (path == nullptr) return false;
+
+  sqlite3* raw = nullptr;
+  int rc = sqlite3_open_v2(path.get(), &raw, kProbeFlags, nullptr);
+  SqliteHandle probe(raw);
+  if (rc == SQLITE_OK) {
+    // An existing file: used as it stands. The message is the one this path
+    // has always logged, misleading as it reads.
+    NUVPrintf(NUV_LOG_INFO, "[ConnectDB] Invalid Rc. sqlite3_open_v2() failed \n");
+    probe.reset();
+    raw = nullptr;
+    rc = sqlite3_open_v2(path.get(), &raw, kOpenFlags, nullptr);
+    db_.reset(raw);
+    if (rc != SQLITE_OK) {
+      db_.reset();
+      return false;
+    }
+    NUVPrintf(NUV_LOG_INFO, "[ConnectDB] sqlite3_open() ok \n");
+    return true;
+  }
+
+  // A new file: open (creating it) and lay out the tables.
+  probe.reset();
+  raw = nullptr;
+  rc = sqlite3_open_v2(path.get(), &raw, kOpenFlags, nullptr);
+  db_.reset(raw);
+  if (rc != SQLITE_OK) db_.reset();
+  CreateTables();
+  if (rc != SQLITE_OK) {
+    NUVPrintf(NUV_LOG_ERROR, "[ConnectDB] sqlite3_open() failed \n");
+    return false;
+  }
+  NUVPrintf(NUV_LOG_INFO, "[ConnectDB] sqlite3_open() ok \n");
+  return true;
+}
+
+void MultiMediaDbConnector::DisconnectDB() {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  db_.reset();
+  connected_ = false;
+}
+
+bool MultiMediaDbConnector::IsConnected() const {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  return connected_;
+}
+
+void MultiMediaDbConnector::CreateTables() {
+  const MediaTableId order[] = {MediaTableId::kObject, MediaTableId::kContainer,
+                                MediaTableId::kAudio, MediaTableId::kVideo, MediaTableId::kImage};
+  for (MediaTableId table : order) {
+    MediaTableDescription d = mediaTableDescription(table);
+    std::unique_ptr<char, MemFree> sql(MTGetCreatTblSqlStmt(d.name, d.columnCount, d.columns));
+    ExecSqlStatmentNoValueReturn(sql.get());
+  }
+}
+
+bool MultiMediaDbConnector::ExecSqlStatmentNoValueReturn(const char* sql) {
+  if (sql == nullptr) return false;
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  if (db_ == nullptr) {
+    NUVPrintf(
+        NUV_LOG_ERROR,
+        "[MultiMediaDbConnector::ExecSqlStatmentNoValueReturn]:\n\tquery : %s\n\terr msg : %s", sql,
+        "no database open");
+    return false;
+  }
+  char* raw = nullptr;
+  int rc = sqlite3_exec(db_.get(), sql, nullptr, nullptr, &raw);
+  SqliteMessage message(raw);
+  if (rc != SQLITE_OK) {
+    const char* text = message != nullptr ? message.get() : sqlite3_errstr(rc);
+    NUVPrintf(
+        NUV_LOG_ERROR,
+        "[MultiMediaDbConnector::ExecSqlStatmentNoValueReturn]:\n\tquery : %s\n\terr msg : %s", sql,
+        text);
+    return false;
+  }
+  return true;
+}
+
+bool MultiMediaDbConnector::selectRows(const std::string& sql, SqliteTable* table) {
+  if (db_ == nullptr) return false;
+  SqliteMessage message;
+  int rc = table->run(db_.get(), sql.c_str(), &message);
+  if (rc != SQLITE_OK) {
+    NUVPrintf(NUV_LOG_ERROR, "[MultiMediaDbConnector::selectRows]:\n\tquery : %s\n\terr msg : %s",
+              sql.c_str(), message != nullptr ? message.get() : sqlite3_errstr(rc));
+    return false;
+  }
+  return true;
+}

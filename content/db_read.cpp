@@ -1,0 +1,98 @@
+// MultiMediaDbConnector: paged reads and counts from the database.
+#include <memory>
+#include <string>
+
+#include "contents_enumerator_argument.h"
+#include "db_row_reader.h"
+#include "dms_list.h"
+#include "multimedia_db_connector.h"
+#include "nuv_log.h"
+#include "record_list.h"
+#include "sql_text.h"
+#include "sqlite_handles.h"
+
+namespace {
+
+// Listings offer only the files marked as shared.
+constexpr int kShared = 1;
+
+}  // namespace
+
+DMSCDSList* MultiMediaDbConnector::GetImageItems(int start, int count) {
+  return readPage(sql_text::kImage, start, count);
+}
+
+DMSCDSList* MultiMediaDbConnector::GetAudioItems(int start, int count) {
+  return readPage(sql_text::kAudio, start, count);
+}
+
+DMSCDSList* MultiMediaDbConnector::GetVideoItems(int start, int count) {
+  return readPage(sql_text::kVideo, start, count);
+}
+
+DMSCDSList* MultiMediaDbConnector::readPage(unsigned int mode, int start, int count) {
+  if (start < 0 || count < 0) return nullptr;
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  if (!connected_) return nullptr;
+
+  std::string sql;
+  bool formatted = false;
+  if (mode == sql_text::kImage) {
+    formatted = sql_text::formatStatement(&sql, sql_text::kPageImages, kShared, start, count, 0, 0);
+  } else if (mode == sql_text::kAudio) {
+    formatted = sql_text::formatStatement(&sql, sql_text::kPageAudio, start, count, 0, 0);
+  } else {
+    formatted = sql_text::formatStatement(&sql, sql_text::kPageVideos, kShared, start, count, 0, 0);
+  }
+  SqliteTable table;
+  if (!formatted || !selectRows(sql, &table) || !table.hasResult()) return nullptr;
+
+  // Only whole pages: exactly `count` rows of the table's own width. A
+  // table of another layout (an older file) never passes.
+  if (table.rows() != count || (count > 0 && table.columns() != columnsOfKind(mode))) {
+    if (count > 0 && table.rows() > 0 && table.columns() != columnsOfKind(mode)) {
+      NUVPrintf(NUV_LOG_ERROR,
+                "[MultiMediaDbConnector::readPage] unexpected layout: %d columns instead of %d",
+                table.columns(), columnsOfKind(mode));
+    }
+    return nullptr;
+  }
+
+  DMSCDSList* list = newRecordList(static_cast<int>(mode), count);
+  if (list == nullptr) return nullptr;
+  for (int row = 0; row < table.rows(); ++row) {
+    ContentsEnumeratorArgument* record = recordFromRow(mode, table, row);
+    if (record == nullptr || !appendRecord(list, record)) {
+      delete record;
+      freeRecordList(list);
+      return nullptr;
+    }
+  }
+  return list;
+}
+
+int MultiMediaDbConnector::countRows(const std::string& sql) {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  if (!connected_) return -1;
+  SqliteTable table;
+  if (!selectRows(sql, &table) || table.rows() != 1) return -1;
+  return cellInt(table.cell(0, 0));
+}
+
+int MultiMediaDbConnector::GetTotalImageItem() {
+  std::string sql;
+  if (!sql_text::formatStatement(&sql, sql_text::kCountImages, kShared, 0, 0)) return -1;
+  return countRows(sql);
+}
+
+int MultiMediaDbConnector::GetTotalAudioItem() {
+  std::string sql;
+  if (!sql_text::formatStatement(&sql, sql_text::kCountAudio, 0, 0)) return -1;
+  return countRows(sql);
+}
+
+int MultiMediaDbConnector::GetTotalVideoItem() {
+  std::string sql;
+  if (!sql_text::formatStatement(&sql, sql_text::kCountVideos, kShared, 0, 0)) return -1;
+  return countRows(sql);
+}

@@ -1,0 +1,31 @@
+// The registration layer over the media scanner: the exported NUVUtil...
+// entry points that put files into the database and announce changes to
+// clients through the ContentDirectory state variables. Only the
+// announcement of temporary contents lives here so far; the scanner entry
+// points (NUVUtilStartFileScanner, NUVUtilAddFileToDb,
+// NUVUtilUpdateFileInfoInDb, NUVUtilGetFileMetaData) join it with the
+// scanner and share announceContentChange.
+//
+// Thread safety: every function may be called from any thread.
+#ifndef DMS_CONTENT_MEDIA_REGISTRATION_H
+#define DMS_CONTENT_MEDIA_REGISTRATION_H
+
+class DMSAppString;
+
+// Announces a change in `containerID` on the stack connection
+// `stackHandle`: ContainerUpdateIDs becomes "<containerID>,<counter>" (the
+// counter starts at 5 and rises with every announcement), then
+// SystemUpdateID is read, a negative value counted as 0, and written back
+// one higher. When SystemUpdateID cannot be read it is left alone (logged)
+// rather than restarted.
+void announceContentChange(int stackHandle, int containerID);
+
+// Announces a created object that waits for its upload. `parentID` is the
+// container the client named; the announcement carries `containerID` (the
+// object's media kind, which is its media container's ID). 0.
+int NUVUtilUpdateTempFileInfo(int stackHandle, int containerID, DMSAppString* parentID);
+
+// For tests: the counter value the next announcement will carry.
+int nextContainerUpdateCounter();
+
+#endif  // DMS_CONTENT_MEDIA_REGISTRATION_H

@@ -1,0 +1,189 @@
+#include "multimedia_db_enumerator.h"
+
+#include <strings.h>
+
+#include <cstring>
+#include <memory>
+
+#include "contents_enumerator_argument.h"
+#include "dms_content_engine.h"
+#include "dms_list.h"
+#include "dms_platform.h"
+#include "dms_string.h"
+#include "multimedia_db_connector.h"
+#include "nuv_config.h"
+#include "nuv_log.h"
+#include "record_list.h"
+#include "text_util.h"
+
+namespace {
+
+constexpr unsigned int kRootKind = 0;
+constexpr unsigned int kImageKind = 1;
+constexpr unsigned int kAudioKind = 2;
+constexpr unsigned int kVideoKind = 3;
+constexpr unsigned int kNoListingKind = 4;
+
+struct ExtensionType {
+  const char* extension;
+  const char* mimeType;
+};
+
+constexpr ExtensionType kMimeTypes[] = {
+    {"mp3", "audio/mpeg"},
+    {"3gp", "audio/mp4"},
+    {"m4a", "audio/mp4"},
+    {"aac", "audio/mp4"},
+    {"mp4", "video/mp4"},
+    {"m4v", "video/mp4"},
+    {"adts", "audio/vnd.dlna.adts"},
+    {"jpeg", "image/jpeg"},
+    {"jpg", "image/jpeg"},
+    {"avi", "video/x-divx"},
+};
+
+bool certificationMode() { return NUVGetDlnaCertificationState() != 0; }
+
+// Releases a two-element answer list (an ID string and a record).
+void freeReservationList(DMSCDSList* list) {
+  if (list == nullptr) return;
+  delete static_cast<DMSAppString*>(list->ReadFirstItemData());
+  FreeContentsEnumeratorArgumentList(list->ReadLastItemData());
+  list->RemoveAllListItem(DMSCDSList::Deleter{});
+  delete list;
+}
+
+}  // namespace
+
+MultiMediaDBEnumerator::MultiMediaDBEnumerator(DMSAppString* basePath, unsigned int kind)
+    : basePath_(text_util::copyOf(basePath)), kind_(kind) {}
+
+MultiMediaDBEnumerator::~MultiMediaDBEnumerator() { delete basePath_; }
+
+int MultiMediaDBEnumerator::GetTotalMatches(unsigned int /*requestID*/,
+                                            DMSAppString* /*containerID*/) {
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  switch (kind_) {
+    case kRootKind:
+    case kNoListingKind:
+      return 0;
+    case kImageKind:
+      if (db == nullptr) return -1;
+      return certificationMode() ? db->GetTotalImageItem() : db->GetTotalImageItem2();
+    case kAudioKind:
+      return db == nullptr ? -1 : db->GetTotalAudioItem();
+    case kVideoKind:
+      return db == nullptr ? -1 : db->GetTotalVideoItem();
+    default:
+      NUVPrintf(NUV_LOG_ERROR, "[CE] Invalid Category, GetmTotalMatches()!!!");
+      return -1;
+  }
+}
+
+int MultiMediaDBEnumerator::GetContents(unsigned int requestID, DMSAppString* /*containerID*/,
+                                        unsigned int start, unsigned int count, bool /*flag*/) {
+  int id = static_cast<int>(requestID);
+  if (kind_ != kImageKind && kind_ != kAudioKind && kind_ != kVideoKind) {
+    NotifyCDSWLResponse(id, NUVCDSWL_RES_CONTENTS, NUVCDSWL_RES_FAILURE, 0, nullptr, nullptr);
+    return 1;
+  }
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  // Past INT_MAX the numbers turn negative, which the connector refuses.
+  int first = static_cast<int>(start);
+  int size = static_cast<int>(count);
+  DMSCDSList* list = nullptr;
+  if (db != nullptr) {
+    if (kind_ == kAudioKind) {
+      list = db->GetAudioItems(first, size);
+    } else if (kind_ == kVideoKind) {
+      list = db->GetVideoItems(first, size);
+    } else {
+      list = certificationMode() ? db->GetImageItems(first, size) : db->GetImageItems2(first, size);
+    }
+  }
+  if (list == nullptr) {
+    NUVPrintf(NUV_LOG_ERROR, "[CE] Content List is NULL!!! startIndex = %d, count = %d", first,
+              size);
+  }
+  // The receiver owns the list (null included).
+  NotifyCDSWLResponse(id, NUVCDSWL_RES_CONTENTS, NUVCDSWL_RES_SUCCESS, 0, nullptr, list);
+  return 0;
+}
+
+int MultiMediaDBEnumerator::GetContent(unsigned int requestID, DMSAppString* containerID,
+                                       DMSAppString* id, bool /*flag*/) {
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  bool found = db != nullptr && db->GetContent(kind_, containerID, id);
+  NotifyCDSWLResponse(static_cast<int>(requestID), NUVCDSWL_RES_CONTENT,
+                      found ? NUVCDSWL_RES_SUCCESS : NUVCDSWL_RES_FAILURE, 0, id, nullptr);
+  return found ? 0 : 1;
+}
+
+int MultiMediaDBEnumerator::DestroyContent(unsigned int requestID, DMSAppString* /*containerID*/,
+                                           DMSAppString* id) {
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  bool destroyed = db != nullptr && db->DestroyContent(kind_, id) == 0;
+  // The answer names the content, so that its temporary entry can go.
+  std::unique_ptr<DMSAppString> contentID(text_util::copyOf(id));
+  DMSCDSList list;
+  if (contentID != nullptr) list.AddItem(contentID.get());
+  NotifyCDSWLResponse(static_cast<int>(requestID), NUVCDSWL_RES_CONTENT_DESTROYED,
+                      destroyed ? NUVCDSWL_RES_SUCCESS : NUVCDSWL_RES_FAILURE, 0, nullptr, &list);
+  list.RemoveAllListItem(DMSCDSList::Deleter{});
+  return destroyed ? 0 : 1;
+}
+
+int MultiMediaDBEnumerator::ReserveNewContentID(unsigned int requestID,
+                                                ContentsEnumeratorArgument* record) {
+  int requestId = static_cast<int>(requestID);
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  char* id = (db == nullptr || record == nullptr) ? nullptr : db->ReserveContentID(record);
+  DMSAppString* idText = text_util::newText(id);
+  DMSAppMemFree(id);
+  DMSCDSList* list = idText == nullptr ? nullptr : new (std::nothrow) DMSCDSList();
+  if (list == nullptr || list->AddItem(idText) != 0 || list->AddItem(record) != 0) {
+    if (idText == nullptr) {
+      NUVPrintf(NUV_LOG_ERROR,
+                "[MultiMediaDBEnumerator] Database call ReserveNewContentID returned NULL -- "
+                "ReserveNewContentID");
+    }
+    if (list != nullptr) list->RemoveAllListItem(DMSCDSList::Deleter{});
+    delete list;
+    delete idText;
+    delete record;
+    NotifyCDSWLResponse(requestId, NUVCDSWL_RES_CONTENT_RESERVED, NUVCDSWL_RES_FAILURE, 0, nullptr,
+                        nullptr);
+    return 1;
+  }
+  NotifyCDSWLResponse(requestId, NUVCDSWL_RES_CONTENT_RESERVED, NUVCDSWL_RES_SUCCESS, 0, idText,
+                      list);
+  freeReservationList(list);
+  return 0;
+}
+
+int MultiMediaDBEnumerator::CreateContent(unsigned int /*requestID*/,
+                                          ContentsEnumeratorArgument* /*record*/) {
+  return 1;
+}
+
+int MultiMediaDBEnumerator::GetSubContainerList(unsigned int /*requestID*/,
+                                                DMSAppString* /*containerID*/,
+                                                DMSCDSList** /*list*/) {
+  return 1;
+}
+
+int MultiMediaDBEnumerator::ModifyEventReceived(unsigned int /*requestID*/,
+                                                DMSAppString* /*containerID*/) {
+  return 1;
+}
+
+DMSAppString* MultiMediaDBEnumerator::GetContentMIMEType(DMSAppString* fileName) {
+  const char* name = text_util::textOf(fileName);
+  if (name == nullptr) return nullptr;
+  const char* dot = strrchr(name, '.');
+  if (dot == nullptr) return nullptr;
+  for (const ExtensionType& entry : kMimeTypes) {
+    if (strcasecmp(dot + 1, entry.extension) == 0) return text_util::newText(entry.mimeType);
+  }
+  return nullptr;
+}
