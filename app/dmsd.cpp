@@ -1,16 +1,26 @@
 // dmsd: the media server daemon for a Linux host.
 //
-// Start-up order: parse and check options, block SIGINT/SIGTERM in every
-// thread (so only sigwait below sees them), start the server's services, wait
-// for a signal, then stop in reverse order.
+// Start-up order: parse and check options, block SIGINT/SIGTERM/SIGHUP in
+// every thread (so only sigwait below sees them), configure the stack, then
+// DMSAppInitialize and DMSAppStart. Shutdown: DMSAppStop, the timer thread,
+// DMSAppTerminate.
 #include <signal.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
+#include "access_console.h"
 #include "dms_platform.h"
+#include "dms_server.h"
+#include "nuv_config.h"
+#include "nuv_dms.h"
 #include "nuv_log.h"
 #include "options.h"
+
+#ifndef DMS_PICTURES_DIR
+#define DMS_PICTURES_DIR "/usr/share/dmsd/pictures"
+#endif
 
 namespace {
 
@@ -23,11 +33,55 @@ unsigned int logMaskFor(int verbosity) {
   return NUV_LOG_ERROR;
 }
 
-int waitForStopSignal(const sigset_t& signals) {
-  int received = 0;
-  while (sigwait(&signals, &received) != 0) {
+struct StatePaths {
+  std::string database;
+  std::string thumbnails;
+  std::string uploads;
+  std::string descriptions;
+};
+
+StatePaths statePaths(const DaemonOptions& o) {
+  return {o.stateDir + "/media.db", o.stateDir + "/thumbnails", o.stateDir + "/uploads",
+          o.stateDir + "/description"};
+}
+
+// The stack's configuration store carries what the library reads by key.
+void configureStack(const DaemonOptions& o, const StatePaths& paths) {
+  NUVSetConfiguration("SHARED-MEDIA-FOLDER-PATH", o.media.c_str());
+  NUVSetConfiguration("MEDIA-DB-FILEPATH", paths.database.c_str());
+  NUVSetConfiguration("MEDIA-TV-DB-FILEPATH", paths.database.c_str());
+  NUVSetConfiguration("SUBSTITUTE-PICTURE-DIR", DMS_PICTURES_DIR);
+  NUVSetModelName(o.name.empty() ? "dmsd" : o.name.c_str());
+  if (o.interfaceName.empty()) {
+    NUVDMSSetBindAddress(o.address.c_str());
+  } else {
+    NUVDMSSetBindInterface(o.interfaceName.c_str());
   }
-  return received;
+  NUVDMSSetPort(o.upnpPort);
+}
+
+int waitForStopSignal(const sigset_t& signals, int connectionID, const DaemonOptions& options) {
+  for (;;) {
+    int received = 0;
+    if (sigwait(&signals, &received) != 0) continue;
+    if (received != SIGHUP) return received;
+    if (options.configFile.empty()) {
+      printf("dmsd: SIGHUP: no config file to re-read\n");
+      continue;
+    }
+    DaemonOptions reloaded = options;
+    reloaded.allow.clear();
+    std::string error = ReadDaemonConfig(options.configFile, &reloaded);
+    if (!error.empty()) {
+      printf("dmsd: SIGHUP: %s; keeping the current access settings\n", error.c_str());
+    } else if (ReloadAccessPolicy(connectionID, reloaded) != 1) {
+      printf("dmsd: SIGHUP: access settings could not be applied\n");
+    } else {
+      printf("dmsd: access settings re-read: %s, %zu listed address(es)\n", reloaded.access.c_str(),
+             reloaded.allow.size());
+    }
+    fflush(stdout);
+  }
 }
 
 }  // namespace
@@ -58,22 +112,49 @@ int main(int argc, char** argv) {
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGHUP);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-  if (DMSAppHelperInitialize() != 1) {
-    fprintf(stderr, "dmsd: cannot start the platform services\n");
+  const StatePaths paths = statePaths(options);
+  configureStack(options, paths);
+  DMSAppInitInfo info{paths.database.c_str(), paths.thumbnails.c_str(), paths.uploads.c_str(),
+                      paths.descriptions.c_str(), options.port};
+  int connectionID = -1;
+  if (DMSAppInitialize(&connectionID, &info) != 1) {
+    fprintf(stderr, "dmsd: cannot initialise the media server in %s (run with -v for details)\n",
+            options.stateDir.c_str());
+    DMSAppStopTimerThread();
     return kExitStartup;
   }
-  printf("dmsd: serving %s on %s, port %d; state in %s\n", options.media.c_str(),
-         options.interfaceName.empty() ? options.address.c_str() : options.interfaceName.c_str(),
-         options.port, options.stateDir.c_str());
+  if (DMSAppStart(AccessModeFor(options.access), 0, 0) != 1 ||
+      ApplyAccessPolicy(connectionID, options) != 1) {
+    fprintf(stderr, "dmsd: cannot start UPnP on %s port %d (run with -v for details)\n",
+            options.interfaceName.empty() ? options.address.c_str() : options.interfaceName.c_str(),
+            options.upnpPort);
+    DMSAppStop();
+    DMSAppStopTimerThread();
+    DMSAppTerminate();
+    return kExitStartup;
+  }
+  StartAccessConsole();
+
+  char* description = NUVDMSGetDescriptionURLMA(connectionID);
+  printf("dmsd: serving %s as \"[Camera]%s\"; access: %s\n", options.media.c_str(),
+         options.name.empty() ? "dmsd" : options.name.c_str(), options.access.c_str());
+  printf("dmsd: description at %s; streaming port %d; state in %s\n",
+         description != nullptr ? description : "(unknown)", options.port,
+         options.stateDir.c_str());
   printf("dmsd: running; stop with Ctrl-C or SIGTERM\n");
   fflush(stdout);
+  DMSAppMemFree(description);
 
-  int signal = waitForStopSignal(signals);
+  int signal = waitForStopSignal(signals, connectionID, options);
   printf("dmsd: %s received, stopping\n", signal == SIGINT ? "SIGINT" : "SIGTERM");
+  fflush(stdout);
+  StopAccessConsole();
+  DMSAppStop();
   DMSAppStopTimerThread();
-  DMSAppHelperTerminate();
+  DMSAppTerminate();
   printf("dmsd: stopped\n");
   return 0;
 }

@@ -28,20 +28,39 @@ const char kUsage[] =
     "  -i, --interface NAME  serve on this network interface instead of an\n"
     "                        address; needed to reach players on a LAN\n"
     "  -p, --port N          HTTP streaming port, 1-65535 (default 9000)\n"
+    "  -u, --upnp-port N     port of the UPnP description, control and event\n"
+    "                        server, 1-65535 (default 49152)\n"
     "  -s, --state DIR       state directory: database, thumbnails, uploads and\n"
     "                        description files (default $XDG_DATA_HOME/dmsd,\n"
     "                        else ~/.local/share/dmsd)\n"
     "  -n, --name NAME       model name; the device is announced as\n"
     "                        \"[Camera]NAME\" (default dmsd)\n"
+    "  -A, --access POLICY   which players may browse and stream:\n"
+    "                          all     every device (default);\n"
+    "                          listed  only the addresses given with --allow;\n"
+    "                          ask     listed addresses, and any other device\n"
+    "                                  once you admit it: dmsd prints the first\n"
+    "                                  device that waits and reads 'allow' or\n"
+    "                                  'deny' from its standard input (or admit\n"
+    "                                  it by adding it to the config file's\n"
+    "                                  allow list and sending SIGHUP)\n"
+    "  -l, --allow IP[,IP..] addresses admitted under 'listed' and 'ask'\n"
     "  -c, --config FILE     read options from FILE: one \"key = value\" per\n"
     "                        line with the long option names as keys (media,\n"
-    "                        address, interface, port, state, name, verbose);\n"
-    "                        '#' starts a comment. Command-line options win.\n"
+    "                        address, interface, port, upnp-port, state, name,\n"
+    "                        access, allow, verbose); '#' starts a comment.\n"
+    "                        Command-line options win. SIGHUP re-reads the\n"
+    "                        access and allow keys.\n"
     "  -v, --verbose         log information; twice also logs SOAP bodies\n"
     "  -h, --help            show this help and exit\n"
     "      --version         show the version and exit\n"
     "\n"
-    "Signals: SIGINT and SIGTERM stop the server cleanly.\n"
+    "Access modes of the stack (for embedders): 0 all, 1 listed only, 2 none,\n"
+    "3 all but refused devices, 4 ask (unknown devices are refused and reported\n"
+    "once for a decision). A refused control request gets UPnP error 606.\n"
+    "\n"
+    "Signals: SIGINT and SIGTERM stop the server cleanly; SIGHUP re-reads the\n"
+    "access settings of the config file.\n"
     "Exit status: 0 after a clean stop, 1 on a start-up error, 2 on a usage error.\n";
 
 std::string trim(const std::string& s) {
@@ -72,6 +91,28 @@ std::string apply(const std::string& key, const std::string& value, const std::s
     o->interfaceName = value;
   } else if (key == "port") {
     if (!parsePort(value, &o->port)) return where + ": port must be a number from 1 to 65535";
+  } else if (key == "upnp-port") {
+    if (!parsePort(value, &o->upnpPort))
+      return where + ": upnp-port must be a number from 1 to 65535";
+  } else if (key == "access") {
+    if (value != "all" && value != "listed" && value != "ask")
+      return where + ": access must be all, listed or ask";
+    o->access = value;
+  } else if (key == "allow") {
+    o->allow.clear();
+    std::string item;
+    for (size_t i = 0; i <= value.size(); ++i) {
+      if (i == value.size() || value[i] == ',') {
+        item = trim(item);
+        in_addr parsed{};
+        if (!item.empty() && inet_pton(AF_INET, item.c_str(), &parsed) != 1)
+          return where + ": '" + item + "' is not an IPv4 address";
+        if (!item.empty()) o->allow.push_back(item);
+        item.clear();
+      } else {
+        item += value[i];
+      }
+    }
   } else if (key == "state") {
     o->stateDir = value;
   } else if (key == "name") {
@@ -85,7 +126,9 @@ std::string apply(const std::string& key, const std::string& value, const std::s
   return std::string();
 }
 
-std::string readConfig(const std::string& file, DaemonOptions* o) {
+}  // namespace
+
+std::string ReadDaemonConfig(const std::string& file, DaemonOptions* o) {
   std::ifstream in(file);
   if (!in) return "cannot read config file " + file + ": " + strerror(errno);
   std::string line;
@@ -105,6 +148,8 @@ std::string readConfig(const std::string& file, DaemonOptions* o) {
   return std::string();
 }
 
+namespace {
+
 struct Flag {
   const char* shortName;
   const char* longName;
@@ -114,8 +159,10 @@ struct Flag {
 const Flag kFlags[] = {{"-m", "--media", "media"},         {"-a", "--address", "address"},
                        {"-i", "--interface", "interface"}, {"-p", "--port", "port"},
                        {"-s", "--state", "state"},         {"-n", "--name", "name"},
-                       {"-c", "--config", "config"},       {"-v", "--verbose", nullptr},
-                       {"-h", "--help", nullptr},          {nullptr, "--version", nullptr}};
+                       {"-u", "--upnp-port", "upnp-port"}, {"-A", "--access", "access"},
+                       {"-l", "--allow", "allow"},         {"-c", "--config", "config"},
+                       {"-v", "--verbose", nullptr},       {"-h", "--help", nullptr},
+                       {nullptr, "--version", nullptr}};
 
 std::string defaultStateDir() {
   const char* xdg = getenv("XDG_DATA_HOME");
@@ -202,7 +249,7 @@ std::string ParseDaemonOptions(int argc, char** argv, DaemonOptions* out) {
   if (out->help || out->version) return std::string();
   if (given.count("config") != 0) {
     out->configFile = given["config"];
-    std::string error = readConfig(out->configFile, out);
+    std::string error = ReadDaemonConfig(out->configFile, out);
     if (!error.empty()) return error;
   }
   for (const std::string& key : order) {
@@ -233,6 +280,11 @@ std::string ValidateDaemonOptions(DaemonOptions* o) {
     return "cannot create state directory " + o->stateDir + ": " + strerror(errno);
   if (access(o->stateDir.c_str(), W_OK) != 0)
     return "state directory " + o->stateDir + " is not writable";
-  if (o->interfaceName.empty()) return checkPortFree(o->address, o->port);
+  if (o->port == o->upnpPort) return "--port and --upnp-port must differ";
+  if (o->interfaceName.empty()) {
+    std::string error = checkPortFree(o->address, o->port);
+    if (error.empty()) error = checkPortFree(o->address, o->upnpPort);
+    return error;
+  }
   return std::string();
 }

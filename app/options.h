@@ -3,14 +3,18 @@
 #define DMS_APP_OPTIONS_H
 
 #include <string>
+#include <vector>
 
 struct DaemonOptions {
   std::string media;  // folder to serve (required)
   std::string address = "127.0.0.1";
-  std::string interfaceName;  // serve on this interface instead of `address`
-  int port = 9000;            // HTTP streaming port
-  std::string stateDir;       // database, thumbnails, uploads, descriptions
-  std::string name;           // model name announced as "[Camera]NAME"
+  std::string interfaceName;       // serve on this interface instead of `address`
+  int port = 9000;                 // HTTP streaming port
+  int upnpPort = 49152;            // description, SOAP control and eventing
+  std::string access = "all";      // all | listed | ask
+  std::vector<std::string> allow;  // IPv4 addresses admitted by "listed" and "ask"
+  std::string stateDir;            // database, thumbnails, uploads, descriptions
+  std::string name;                // model name announced as "[Camera]NAME"
   std::string configFile;
   int verbosity = 0;  // 0 errors, 1 +information, 2 +SOAP dumps
   bool help = false;
@@ -24,6 +28,9 @@ std::string ParseDaemonOptions(int argc, char** argv, DaemonOptions* out);
 // Checks what can be checked before start-up (folders, port). Creates the
 // state directory when missing. Empty on success, else one line.
 std::string ValidateDaemonOptions(DaemonOptions* options);
+
+// Applies the "key = value" lines of `file` over `out`. Empty on success.
+std::string ReadDaemonConfig(const std::string& file, DaemonOptions* out);
 
 const char* DaemonUsage();
 

@@ -52,20 +52,38 @@ int NUVDMSInitialize(const stNUVDMSCallbacks* callbacks, const char* description
  * device and announces it. `maxAge` is the SSDP max-age in seconds (0 for
  * the default of 1800) and `flags` is reserved (0). */
 int NUVDMSStart(int connectionID, int maxAge, int flags);
-/* Sends byebye and stops UPnP; the device can be started again. */
+/* Sends byebye and stops UPnP; the device can be started again. Actions
+ * still waiting for an answer are answered 501. Not to be called from a
+ * callback of the stack. */
 int NUVDMSStop(int connectionID);
 /* Releases everything NUVDMSInitialize kept. 1 on success, 0 on failure. */
 int NUVDMSTerminate(int connectionID);
 /* Re-announces the device: `count` alive rounds (0 for one) with `maxAge`
  * (0 for the default). */
 int NUVDMSSendAliveTemporary(int connectionID, int count, int maxAge);
-/* Rewrites friendlyName in the device description file at `descriptionPath`. */
+/* Rewrites friendlyName in the device description file at `descriptionPath`
+ * (atomically; every other byte is kept). A running device announces the new
+ * name from its next NUVDMSStart. */
 int NUVSetDeviceName(const char* descriptionPath, const char* name);
 
 /* Where the stack serves: an explicit IPv4 address (127.0.0.1 works) or an
- * interface name. Set before NUVDMSStart; the last call wins. */
+ * interface name. Set before NUVDMSStart; the last call wins. Without either
+ * the stack serves on 127.0.0.1 only. Network exceptions (callback 3) are
+ * raised only for that address, or for that interface's addresses. */
 int NUVDMSSetBindAddress(const char* address);
 int NUVDMSSetBindInterface(const char* interfaceName);
+
+/* The TCP port of the UPnP server (description, SOAP control, eventing):
+ * 0, the default, takes the first free one from 49152 on. Set before
+ * NUVDMSStart. 1 for a value outside 0..65535. */
+int NUVDMSSetPort(int port);
+/* How long a delivered action waits for NUVDMSSendResponse before it is
+ * answered 501 (default 30000 ms). 1 for a value <= 0. */
+int NUVDMSSetActionTimeout(int milliseconds);
+/* The description URL announced in SSDP LOCATION while the device is
+ * started ("http://ADDRESS:PORT/DeviceDescription.xml"), malloc'd for
+ * DMSAppMemFree; NULL otherwise. */
+char* NUVDMSGetDescriptionURLMA(int connectionID);
 
 /* ---- Actions ------------------------------------------------------------- */
 
@@ -111,8 +129,7 @@ int NUVGetNetworkInterfaceList(stNUVAppList** response);
 int HNUVGetNoOfNetworkInterfaceFromResponse(stNUVAppList* response);
 /* Interface `index` (from 0): its name and dotted IPv4 address, owned by the
  * response. */
-int HNUVGetNetworkInfoFromResponse(stNUVAppList* response, int index, char** name,
-                                   char** address);
+int HNUVGetNetworkInfoFromResponse(stNUVAppList* response, int index, char** name, char** address);
 void NUVReleaseNetworkInterfaceList(stNUVAppList* response);
 
 /* ---- Access control -------------------------------------------------------
@@ -127,9 +144,18 @@ void NUVReleaseNetworkInterfaceList(stNUVAppList* response);
  *                                 first request of any other device is refused
  *                                 and reported to callback 4 for the user's
  *                                 decision, later ones refused silently until
- *                                 an entry is added.
+ *                                 an entry is added. One device waits at a
+ *                                 time: while one waits, other unknown devices
+ *                                 are refused silently and reported on a
+ *                                 request after the decision.
+ * An entry (matched by MAC when both it and the request have one, else by
+ * IP) decides before the name rules; a refusing entry refuses in every mode
+ * but 0, an admitting one admits in modes 1, 3 and 4.
  * Name rules match the start of the device name (User-Agent or
- * X-AV-Client-Info); rule "+" admits, "-" refuses; `flag` is reserved (0). */
+ * X-AV-Client-Info); rule "+" admits, "-" refuses; `flag` is reserved (0).
+ * libupnp 1.8 does not pass the headers of SOAP requests on, so a SOAP
+ * request carries the name the stack last saw from that IP in an HTTP
+ * request it served; a device never seen there has no name (""). */
 #define NUV_ACL_MODE_ALLOW_ALL 0
 #define NUV_ACL_MODE_ALLOW_LISTED 1
 #define NUV_ACL_MODE_DENY_ALL 2
@@ -155,8 +181,8 @@ int NUVDmsACLAddEntry(int connectionID, int decision, int kind, const char* ipAd
 
 /* Accessors of an access-control notification (callback 4). The strings are
  * owned by the notification. */
-int HNuvDMSGetACLTYPE(stNUVAppList* request);      /* the mode in force */
-int HNuvDMSGetACLEventType(stNUVAppList* request); /* 1: a device waits */
+int HNuvDMSGetACLTYPE(stNUVAppList* request);            /* the mode in force */
+int HNuvDMSGetACLEventType(stNUVAppList* request);       /* 1: a device waits */
 const char* HNuvDMSGetACLMacADDR(stNUVAppList* request); /* "" when unknown */
 const char* HNuvDMSGetACLIPAddr(stNUVAppList* request);
 const char* HNuvDMSGetACLDeviceName(stNUVAppList* request);

@@ -1,0 +1,348 @@
+#!/usr/bin/python3
+"""dmsd as a MediaServer on a network, driven by clients nobody here wrote.
+
+The daemon runs in one network namespace on s0, the clients (gssdp-discover,
+curl, a GENA callback listener) in a second one on c0, joined by a veth pair
+(see netns.py). Needs root.
+
+Usage: daemon_network_test.py DMSD MEDIA_DIR [unittest args]
+"""
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import unittest
+import xml.etree.ElementTree as ET
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import netns  # noqa: E402
+
+DMSD = None
+MEDIA = None
+UPNP_PORT = 49152
+CDS = "urn:schemas-upnp-org:service:ContentDirectory:1"
+CM = "urn:schemas-upnp-org:service:ConnectionManager:1"
+CDS_CONTROL = "/_urn:schemas-upnp-org:service:ContentDirectory_control"
+CM_CONTROL = "/_urn:schemas-upnp-org:service:ConnectionManager_control"
+CDS_EVENT = "/_urn:schemas-upnp-org:service:ContentDirectory_event"
+DEV_NS = "{urn:schemas-upnp-org:device-1-0}"
+CONTROL_NS = "{urn:schemas-upnp-org:control-1-0}"
+
+
+def envelope(action, service, args):
+    inner = "".join("<%s>%s</%s>" % (k, v, k) for k, v in args)
+    return ('<?xml version="1.0" encoding="utf-8"?>'
+            '<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/" '
+            's:encodingStyle="http://schemas.xmlsoap.org/soap/encoding/"><s:Body>'
+            '<u:%s xmlns:u="%s">%s</u:%s></s:Body></s:Envelope>' % (action, service, inner,
+                                                                     action))
+
+
+class Daemon:
+    """dmsd in the server namespace, with its output collected on a thread."""
+
+    def __init__(self, net, state, *extra):
+        self.lines = []
+        self.proc = net.start_server([DMSD, "--media", MEDIA, "--interface", net.server_if,
+                                      "--state", state, "--name", "E2E-Cam",
+                                      "--upnp-port", str(UPNP_PORT), *extra],
+                                     stdin=subprocess.PIPE)
+        self.reader = threading.Thread(target=self._read, daemon=True)
+        self.reader.start()
+        deadline = time.time() + 20
+        while time.time() < deadline and not any("running" in l for l in self.lines):
+            if self.proc.poll() is not None:
+                raise AssertionError("dmsd exited: %s" % self.proc.stderr.read())
+            time.sleep(0.1)
+        if not any("running" in l for l in self.lines):
+            self.stop()
+            raise AssertionError("dmsd did not start: %s" % self.lines)
+
+    def _read(self):
+        for line in self.proc.stdout:
+            self.lines.append(line.rstrip("\n"))
+
+    def say(self, text):
+        self.proc.stdin.write(text + "\n")
+        self.proc.stdin.flush()
+
+    def stop(self):
+        if self.proc.poll() is None:
+            self.proc.terminate()
+        try:
+            self.proc.wait(timeout=30)
+        except subprocess.TimeoutExpired:
+            self.proc.kill()
+            self.proc.wait()
+        self.reader.join(timeout=5)
+        return self.proc.returncode
+
+
+class NetworkTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        if not netns.available():
+            raise RuntimeError("needs root (ip netns); run the tests as root")
+        cls.net = netns.Pair().__enter__()
+        cls.state = tempfile.mkdtemp(prefix="dms-e2e-")
+        cls.base = "http://%s:%d" % (cls.net.server_ip, UPNP_PORT)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.net.__exit__(None, None, None)
+        shutil.rmtree(cls.state, ignore_errors=True)
+
+    def curl(self, *args, timeout=20):
+        return self.net.client(["curl", "-s", "-m", "15", *args], timeout=timeout)
+
+    def soap(self, action, args=(), service=CDS, control=CDS_CONTROL, interface=None):
+        extra = ["--interface", interface] if interface else []
+        r = self.curl(*extra, "-w", "\n%{http_code}", "-X", "POST",
+                      "-H", 'Content-Type: text/xml; charset="utf-8"',
+                      "-H", 'SOAPACTION: "%s#%s"' % (service, action),
+                      "--data-binary", envelope(action, service, args), self.base + control)
+        body, _, code = r.stdout.rpartition("\n")
+        return int(code or 0), body
+
+    def fault(self, body):
+        root = ET.fromstring(body)
+        code = root.find(".//" + CONTROL_NS + "errorCode").text.strip()
+        text = root.find(".//" + CONTROL_NS + "errorDescription").text.strip()
+        return int(code), text
+
+    def result(self, body, name):
+        root = ET.fromstring(body)
+        for element in root.iter():
+            if element.tag == name:
+                return element.text or ""
+        raise AssertionError("no %s in %s" % (name, body))
+
+
+class DeviceOnTheNetwork(NetworkTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.daemon = Daemon(cls.net, cls.state)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.daemon.stop()
+        super().tearDownClass()
+
+    def discover(self, target):
+        r = self.net.client(["gssdp-discover", "-i", self.net.client_if, "-t", target, "-n", "3"],
+                            timeout=30)
+        return r.stdout
+
+    def test_gssdp_discover_lists_the_device_and_both_services(self):
+        out = self.discover("urn:schemas-upnp-org:device:MediaServer:1")
+        self.assertIn("urn:schemas-upnp-org:device:MediaServer:1", out)
+        self.assertIn(self.base + "/DeviceDescription.xml", out)
+        self.assertIn(CDS, self.discover(CDS))
+        self.assertIn(CM, self.discover(CM))
+
+    def test_description_and_service_descriptions_are_well_formed(self):
+        r = self.curl(self.base + "/DeviceDescription.xml")
+        root = ET.fromstring(r.stdout)
+        device = root.find(DEV_NS + "device")
+        self.assertEqual(device.find(DEV_NS + "friendlyName").text, "[Camera]E2E-Cam")
+        self.assertEqual(device.find(DEV_NS + "deviceType").text,
+                         "urn:schemas-upnp-org:device:MediaServer:1")
+        self.assertTrue(device.find(DEV_NS + "UDN").text.startswith("uuid:"))
+        for scpd in ("/ContentDirectory_1.xml", "/ConnectionManager_1.xml"):
+            body = self.curl(self.base + scpd).stdout
+            ET.fromstring(body)  # well-formed
+            self.assertIn("<actionList>", body)
+        for icon, size in (("/icon_48x48.png", 48), ("/icon_120x120.jpg", 120)):
+            r = self.curl("-o", "/dev/null", "-w", "%{http_code} %{content_type}",
+                          self.base + icon)
+            self.assertTrue(r.stdout.startswith("200 image/"), r.stdout)
+
+    def test_system_update_id_is_zero(self):
+        code, body = self.soap("GetSystemUpdateID")
+        self.assertEqual(code, 200)
+        self.assertEqual(self.result(body, "Id"), "0")
+
+    def test_capabilities_are_empty(self):
+        for action, out in (("GetSortCapabilities", "SortCaps"),
+                            ("GetSearchCapabilities", "SearchCaps")):
+            code, body = self.soap(action)
+            self.assertEqual(code, 200, body)
+            self.assertEqual(self.result(body, out), "")
+
+    def test_faults(self):
+        cases = [("Frobnicate", (), 401, "Invalid Action"),
+                 ("Search", (("ContainerID", "0"),), 602, "Optional Action Not implemented"),
+                 ("Browse", (("ObjectID", "0"), ("BrowseFlag", "BrowseMetadata"),
+                             ("Filter", "*"), ("StartingIndex", "0")), 402, "Invalid Arguments"),
+                 ("GetSystemUpdateID", (("Extra", "1"),), 402, "Invalid Arguments")]
+        for action, args, want, text in cases:
+            with self.subTest(action=action):
+                code, body = self.soap(action, args)
+                self.assertEqual(code, 500, body)
+                self.assertEqual(self.fault(body), (want, text))
+
+    def test_connection_manager_protocol_info(self):
+        code, body = self.soap("GetProtocolInfo", service=CM, control=CM_CONTROL)
+        self.assertEqual(code, 200, body)
+        source = self.result(body, "Source")
+        self.assertIn("http-get:*:image/jpeg:DLNA.ORG_PN=JPEG_SM", source)
+        self.assertIn("http-get:*:audio/mpeg:DLNA.ORG_PN=MP3", source)
+        self.assertEqual(self.result(body, "Sink"), "")
+
+    def test_gena_subscription_gets_initial_system_update_id(self):
+        listener = self.net.client_cmd([sys.executable, "-c", GENA_LISTENER, self.net.client_ip])
+        proc = subprocess.Popen(listener, stdout=subprocess.PIPE, text=True)
+        try:
+            port = int(proc.stdout.readline())
+            r = self.curl("-i", "-X", "SUBSCRIBE", "-H",
+                          "CALLBACK: <http://%s:%d/event>" % (self.net.client_ip, port),
+                          "-H", "NT: upnp:event", "-H", "TIMEOUT: Second-300",
+                          self.base + CDS_EVENT)
+            self.assertIn("SID: uuid:", r.stdout.replace("sid:", "SID:"))
+            notify = proc.stdout.readline()
+        finally:
+            proc.kill()
+            proc.wait()
+        self.assertIn("<SystemUpdateID>0</SystemUpdateID>", notify)
+
+    def test_garbage_does_not_stop_the_daemon(self):
+        self.curl("-X", "POST", "--data-binary", "<not-xml", self.base + CDS_CONTROL)
+        self.net.client(["curl", "-s", "-m", "15", "-X", "POST", "--data-binary", "@-",
+                         self.base + CDS_CONTROL], input="x" * 200000, timeout=20)
+        self.curl(self.base + "/no/such/file")
+        self.curl("-X", "POST", "-H", 'SOAPACTION: "%s#Browse"' % CDS, "--data-binary",
+                  envelope("Browse", CDS, ()), self.base + "/_urn:nothing_control")
+        garbage = ("import socket;s=socket.socket(socket.AF_INET,socket.SOCK_DGRAM);"
+                   "[s.sendto(b'M-SEARCH * HTTP/1.1\\r\\n\\x00\\xff'*i,('239.255.255.250',1900))"
+                   " for i in range(1,50)]")
+        self.net.client([sys.executable, "-c", garbage])
+        code, body = self.soap("GetSystemUpdateID")
+        self.assertEqual(code, 200)
+        self.assertIsNone(self.daemon.proc.poll())
+
+    def test_concurrent_soap_calls_all_answered(self):
+        script = SOAK % (self.base + CDS_CONTROL, envelope("GetSystemUpdateID", CDS, ()))
+        r = self.net.client([sys.executable, "-c", script], timeout=120)
+        self.assertEqual(r.returncode, 0, r.stdout + r.stderr)
+        self.assertIn("answered 400 of 400", r.stdout)
+        self.assertIsNone(self.daemon.proc.poll())
+
+
+class Lifecycle(NetworkTest):
+    def test_udn_survives_restart_and_stop_sends_byebye(self):
+        state = tempfile.mkdtemp(prefix="dms-e2e-", dir=self.state)
+        daemon = Daemon(self.net, state)
+        first = ET.fromstring(self.curl(self.base + "/DeviceDescription.xml").stdout)
+        self.assertEqual(daemon.stop(), 0)
+        watcher = subprocess.Popen(self.net.client_cmd(
+            ["gssdp-discover", "-i", self.net.client_if, "-m", "unavailable", "-n", "8"]),
+            stdout=subprocess.PIPE, text=True)
+        time.sleep(1)
+        daemon = Daemon(self.net, state)
+        second = ET.fromstring(self.curl(self.base + "/DeviceDescription.xml").stdout)
+        udn = first.find(DEV_NS + "device/" + DEV_NS + "UDN").text
+        self.assertEqual(udn, second.find(DEV_NS + "device/" + DEV_NS + "UDN").text)
+        self.assertEqual(daemon.stop(), 0)
+        out, _ = watcher.communicate(timeout=30)
+        self.assertIn(udn, out)
+        self.assertIn("unavailable", out.lower())
+        left = subprocess.run(["pgrep", "-f", "--", "--state " + state], capture_output=True)
+        self.assertEqual(left.stdout, b"")
+
+
+class ConfirmationMode(NetworkTest):
+    def test_unknown_clients_refused_and_first_reported_once(self):
+        # A second device in a namespace of its own, linked to the server's.
+        other = self.net.client_ns.replace("dmsC", "dmsD")
+        octet = self.net.server_ip.split(".")[2]
+        near, far = "10.67.%s.1" % octet, "10.67.%s.2" % octet
+        for cmd in (["ip", "netns", "add", other],
+                    ["ip", "-n", self.net.server_ns, "link", "add", "s1", "type", "veth", "peer",
+                     "name", "d0", "netns", other],
+                    ["ip", "-n", self.net.server_ns, "addr", "add", near + "/24", "dev", "s1"],
+                    ["ip", "-n", self.net.server_ns, "link", "set", "s1", "up"],
+                    ["ip", "-n", other, "addr", "add", far + "/24", "dev", "d0"],
+                    ["ip", "-n", other, "link", "set", "d0", "up"],
+                    ["ip", "-n", other, "route", "add", self.net.server_ip, "via", near]):
+            subprocess.run(cmd, check=True, capture_output=True)
+        self.addCleanup(subprocess.run, ["ip", "netns", "del", other], capture_output=True)
+
+        def second_device(action):
+            r = subprocess.run(["ip", "netns", "exec", other, "curl", "-s", "-m", "15", "-w",
+                                "\n%{http_code}", "-X", "POST", "-H",
+                                'Content-Type: text/xml; charset="utf-8"', "-H",
+                                'SOAPACTION: "%s#%s"' % (CDS, action), "--data-binary",
+                                envelope(action, CDS, ()), self.base + CDS_CONTROL],
+                               capture_output=True, text=True, timeout=30)
+            body, _, code = r.stdout.rpartition("\n")
+            return int(code or 0), body
+
+        state = tempfile.mkdtemp(prefix="dms-e2e-", dir=self.state)
+        daemon = Daemon(self.net, state, "--access", "ask")
+        try:
+            code, body = self.soap("GetSystemUpdateID")
+            self.assertEqual(code, 500)
+            self.assertEqual(self.fault(body)[0], 606)
+            self.soap("GetSystemUpdateID")  # the same device again
+            code, body = second_device("GetSystemUpdateID")
+            self.assertEqual(self.fault(body)[0], 606)
+            time.sleep(0.5)
+            waiting = [l for l in daemon.lines if "waits for access" in l]
+            self.assertEqual(len(waiting), 1, daemon.lines)
+            daemon.say("allow")
+            deadline = time.time() + 10
+            while time.time() < deadline and not any("admitted" in l for l in daemon.lines):
+                time.sleep(0.1)
+            code, body = self.soap("GetSystemUpdateID")
+            self.assertEqual(code, 200, body)
+            code, body = second_device("GetSystemUpdateID")
+            self.assertEqual(code, 500)
+            self.assertEqual(self.fault(body)[0], 606)
+            # Now that nobody waits, the second device is reported in its turn.
+            deadline = time.time() + 10
+            while time.time() < deadline and len(
+                    [l for l in daemon.lines if "waits for access" in l]) < 2:
+                time.sleep(0.1)
+            self.assertEqual(len([l for l in daemon.lines if "waits for access" in l]), 2)
+        finally:
+            self.assertEqual(daemon.stop(), 0)
+
+
+GENA_LISTENER = r'''
+import http.server, sys
+class H(http.server.BaseHTTPRequestHandler):
+    def do_NOTIFY(self):
+        body = self.rfile.read(int(self.headers.get("Content-Length", 0))).decode()
+        self.send_response(200); self.end_headers()
+        print(body.replace("\n", " "), flush=True)
+    def log_message(self, *a): pass
+s = http.server.HTTPServer((sys.argv[1], 0), H)
+print(s.server_address[1], flush=True)
+s.timeout = 20
+s.handle_request()
+'''
+
+SOAK = r'''
+import concurrent.futures, urllib.request
+url, body = %r, %r
+def call(i):
+    req = urllib.request.Request(url, data=body.encode(), method="POST", headers={
+        "Content-Type": 'text/xml; charset="utf-8"',
+        "SOAPACTION": '"urn:schemas-upnp-org:service:ContentDirectory:1#GetSystemUpdateID"'})
+    with urllib.request.urlopen(req, timeout=30) as r:
+        return r.status == 200 and b"<Id>0</Id>" in r.read()
+with concurrent.futures.ThreadPoolExecutor(16) as pool:
+    ok = sum(pool.map(call, range(400)))
+print("answered %%d of 400" %% ok)
+'''
+
+
+if __name__ == "__main__":
+    DMSD = sys.argv.pop(1)
+    MEDIA = sys.argv.pop(1)
+    unittest.main(verbosity=2)

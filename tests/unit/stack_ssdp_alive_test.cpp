@@ -1,0 +1,119 @@
+// ssdp:alive messages, compared whole, and the confinement of libupnp's
+// sockets (which must leave every other caller alone).
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "ssdp_alive.h"
+#include "upnp_socket_fixes.h"
+
+using dmsstack::AliveTarget;
+using dmsstack::buildAliveMessages;
+
+namespace {
+
+AliveTarget target() {
+  AliveTarget t;
+  t.location = "http://10.0.0.1:49152/DeviceDescription.xml";
+  t.udn = "uuid:0123abcd-4567-49ef-8bcd-0123456789ab";
+  t.deviceType = "urn:schemas-upnp-org:device:MediaServer:1";
+  t.serviceTypes = {"urn:schemas-upnp-org:service:ConnectionManager:1",
+                    "urn:schemas-upnp-org:service:ContentDirectory:1"};
+  t.server = "Linux/6.1, UPnP/1.0, Portable SDK for UPnP devices/1.8.4";
+  t.maxAge = 900;
+  return t;
+}
+
+std::string message(const std::string& nt, const std::string& usn) {
+  return "NOTIFY * HTTP/1.1\r\n"
+         "HOST: 239.255.255.250:1900\r\n"
+         "CACHE-CONTROL: max-age=900\r\n"
+         "LOCATION: http://10.0.0.1:49152/DeviceDescription.xml\r\n"
+         "NT: " +
+         nt +
+         "\r\n"
+         "NTS: ssdp:alive\r\n"
+         "SERVER: Linux/6.1, UPnP/1.0, Portable SDK for UPnP devices/1.8.4\r\n"
+         "USN: " +
+         usn +
+         "\r\n"
+         "\r\n";
+}
+
+}  // namespace
+
+TEST(SsdpAlive, OneRoundAnnouncesRootUdnDeviceTypeAndEachService) {
+  const std::string udn = "uuid:0123abcd-4567-49ef-8bcd-0123456789ab";
+  std::vector<std::string> messages = buildAliveMessages(target());
+  ASSERT_EQ(messages.size(), 5u);
+  EXPECT_EQ(messages[0], message("upnp:rootdevice", udn + "::upnp:rootdevice"));
+  EXPECT_EQ(messages[1], message(udn, udn));
+  EXPECT_EQ(messages[2], message("urn:schemas-upnp-org:device:MediaServer:1",
+                                 udn + "::urn:schemas-upnp-org:device:MediaServer:1"));
+  EXPECT_EQ(messages[3], message("urn:schemas-upnp-org:service:ConnectionManager:1",
+                                 udn + "::urn:schemas-upnp-org:service:ConnectionManager:1"));
+  EXPECT_EQ(messages[4], message("urn:schemas-upnp-org:service:ContentDirectory:1",
+                                 udn + "::urn:schemas-upnp-org:service:ContentDirectory:1"));
+}
+
+TEST(SsdpAlive, MissingDeviceTypeIsLeftOut) {
+  AliveTarget t = target();
+  t.deviceType.clear();
+  t.serviceTypes.clear();
+  EXPECT_EQ(buildAliveMessages(t).size(), 2u);
+}
+
+TEST(SsdpAlive, BadLocalAddressSendsNothing) {
+  EXPECT_FALSE(dmsstack::sendAliveRounds("not an address", buildAliveMessages(target()), 1));
+  // An address no local interface holds cannot be bound.
+  EXPECT_FALSE(dmsstack::sendAliveRounds("192.0.2.254", buildAliveMessages(target()), 1));
+}
+
+TEST(UpnpSocketFixes, AreInEffectInThisProcess) { EXPECT_TRUE(dmsstack::upnpSocketFixesActive()); }
+
+TEST(UpnpSocketFixes, MulticastInterfaceCallsFromOtherCodeAreUnchanged) {
+  int fd = socket(AF_INET, SOCK_DGRAM, 0);
+  ASSERT_GE(fd, 0);
+  in_addr loopback;
+  loopback.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(setsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &loopback, sizeof loopback), 0);
+  in_addr chosen{};
+  socklen_t length = sizeof chosen;
+  ASSERT_EQ(getsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &chosen, &length), 0);
+  EXPECT_EQ(chosen.s_addr, htonl(INADDR_LOOPBACK));
+  // An 8-byte ip_mreq naming no interface clears the choice; the correction
+  // meant for libupnp would have kept 127.0.0.1.
+  ip_mreq request{};
+  request.imr_multiaddr.s_addr = htonl(INADDR_LOOPBACK);
+  request.imr_interface.s_addr = htonl(INADDR_ANY);
+  ASSERT_EQ(setsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request), 0);
+  length = sizeof chosen;
+  ASSERT_EQ(getsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &chosen, &length), 0);
+  EXPECT_EQ(chosen.s_addr, htonl(INADDR_ANY));
+  close(fd);
+}
+
+TEST(UpnpSocketFixes, SocketAndBindCallsFromOtherCodeAreUnchanged) {
+  // Only libupnp's IPv6 sockets and its SSDP binding are changed.
+  if (access("/proc/net/if_inet6", F_OK) == 0) {  // the kernel has IPv6
+    int fd6 = socket(AF_INET6, SOCK_DGRAM, 0);
+    EXPECT_GE(fd6, 0) << strerror(errno);
+    if (fd6 >= 0) close(fd6);
+  }
+  int fd = socket(AF_INET, SOCK_DGRAM, 0);
+  ASSERT_GE(fd, 0);
+  sockaddr_in any{};
+  any.sin_family = AF_INET;
+  any.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&any), sizeof any), 0);
+  sockaddr_in bound{};
+  socklen_t length = sizeof bound;
+  ASSERT_EQ(getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &length), 0);
+  EXPECT_EQ(bound.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
+  close(fd);
+}
