@@ -19,10 +19,10 @@ typedef struct DMSAppString DMSAppString;
 #endif
 
 typedef struct DMSAppInitInfo {
-  const char* dbPath;          /* may be NULL */
-  const char* thumbsFilePath;  /* may be NULL */
-  const char* sharedFilePath;  /* may be NULL */
-  const char* descriptionDir;  /* description files, also given to the stack */
+  const char* dbPath;         /* may be NULL */
+  const char* thumbsFilePath; /* may be NULL */
+  const char* sharedFilePath; /* may be NULL */
+  const char* descriptionDir; /* description files, also given to the stack */
   int httpStreamingPort;
 } DMSAppInitInfo;
 
