@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 
 #include "dms_camera.h"
 #include "dms_server.h"
@@ -19,6 +20,11 @@ namespace {
 constexpr size_t kDeviceNameBytes = 128;
 constexpr size_t kMacAddressBytes = 18;  // six hex pairs with colons, and NUL
 
+// Notifications arrive on the stack's threads and decisions on the
+// application's: this lock makes the one-pending-device check and the
+// buffers safe without changing any result. The UI event is sent after it is
+// released, so a UI that answers at once (from any thread) cannot deadlock.
+std::recursive_mutex gStateMutex;
 int gAclActive = 0;
 int gConfirmationPending = 0;
 char gPendingDeviceName[kDeviceNameBytes];
@@ -78,12 +84,23 @@ void notify(stNUVAppList* request) {
   NUVPrintf(1, "pszDeviceName = %s", name.get());
   HNuvDMSReleaseUIRequestData(request);
 
-  if (gConfirmationPending == 0) {
-    gConfirmationPending = 1;
-    copyBounded(gPendingMacAddress, sizeof gPendingMacAddress, mac.get());
-    copyBounded(gPendingDeviceName, sizeof gPendingDeviceName, name.get());
+  char waitingName[kDeviceNameBytes];
+  char waitingMac[kMacAddressBytes];
+  bool first = false;
+  {
+    std::lock_guard<std::recursive_mutex> lock(gStateMutex);
+    if (gConfirmationPending == 0) {
+      first = true;
+      gConfirmationPending = 1;
+      copyBounded(gPendingMacAddress, sizeof gPendingMacAddress, mac.get());
+      copyBounded(gPendingDeviceName, sizeof gPendingDeviceName, name.get());
+      std::memcpy(waitingName, gPendingDeviceName, sizeof waitingName);
+      std::memcpy(waitingMac, gPendingMacAddress, sizeof waitingMac);
+    }
+  }
+  if (first) {
     NUVPrintf(1, "send to UI for comfirmation");
-    DmsSendEventToUI(DMS_UI_EVENT_DEVICE_WAITING, gPendingDeviceName, gPendingMacAddress);
+    DmsSendEventToUI(DMS_UI_EVENT_DEVICE_WAITING, waitingName, waitingMac);
   } else {
     NUVPrintf(1, "do thing\n");
   }
@@ -92,12 +109,30 @@ void notify(stNUVAppList* request) {
 
 }  // namespace
 
-int aclActive() { return gAclActive; }
-int aclConfirmationPending() { return gConfirmationPending; }
+int aclActive() {
+  std::lock_guard<std::recursive_mutex> lock(gStateMutex);
+  return gAclActive;
+}
+
+int aclConfirmationPending() {
+  std::lock_guard<std::recursive_mutex> lock(gStateMutex);
+  return gConfirmationPending;
+}
+
+void setAclActive(int active) {
+  std::lock_guard<std::recursive_mutex> lock(gStateMutex);
+  gAclActive = active;
+}
+
+void clearConfirmationPending() {
+  std::lock_guard<std::recursive_mutex> lock(gStateMutex);
+  gConfirmationPending = 0;
+}
 const char* pendingDeviceName() { return gPendingDeviceName; }
 const char* pendingDeviceMac() { return gPendingMacAddress; }
 
 void resetAccessControlState() {
+  std::lock_guard<std::recursive_mutex> lock(gStateMutex);
   gAclActive = 0;
   gConfirmationPending = 0;
   std::memset(gPendingDeviceName, 0, sizeof gPendingDeviceName);
@@ -120,14 +155,14 @@ void DMSAclNotificationCallback(int /*connectionID*/, stNUVAppList* request) {
 }
 
 int DmsAppACLInitialize(void) {
-  dms_server::gConfirmationPending = 0;
+  dms_server::clearConfirmationPending();
   const bool ok = NUVDmsACLInitialize(DMSGetConnectionID()) == 0;
-  if (ok) dms_server::gAclActive = 1;
+  if (ok) dms_server::setAclActive(1);
   return report("DmsAppACLInitialize", ok);
 }
 
 int DmsAppACLTerminate(void) {
-  dms_server::gAclActive = 0;
+  dms_server::setAclActive(0);
   return report("DmsAppACLTerminate", NUVDmsACLTerminate(DMSGetConnectionID()) == 0);
 }
 
@@ -146,7 +181,7 @@ int DmsAppACLAddDevNameFilterRule(const char* namePrefix, int flag, const char* 
 // last reported and ignores both.
 int DmsAppACLAddEntry(int a, int b) {
   const bool ok = NUVDmsACLAddEntry(DMSGetConnectionID(), a, b, "1.1.1.1", "DEV_MELONG") == 0;
-  dms_server::gConfirmationPending = 0;
+  dms_server::clearConfirmationPending();
   return report("DmsAppACLAddEntry", ok);
 }
 

@@ -79,6 +79,9 @@ class Daemon:
             self.proc.kill()
             self.proc.wait()
         self.reader.join(timeout=5)
+        if self.proc.returncode != 0:
+            sys.stderr.write("dmsd exited with %d; its standard error ends:\n%s\n" % (
+                self.proc.returncode, self.proc.stderr.read()[-6000:]))
         return self.proc.returncode
 
 
@@ -130,8 +133,10 @@ class DeviceOnTheNetwork(NetworkTest):
 
     @classmethod
     def tearDownClass(cls):
-        cls.daemon.stop()
+        status = cls.daemon.stop()
         super().tearDownClass()
+        if status != 0:  # a sanitizer report or an unclean stop
+            raise AssertionError("dmsd exited with %d" % status)
 
     def discover(self, target):
         r = self.net.client(["gssdp-discover", "-i", self.net.client_if, "-t", target, "-n", "3"],
