@@ -9,6 +9,7 @@
 #include "dms_string.h"
 #include "nuv_config.h"
 #include "text_util.h"
+#include "xml_escape.h"
 
 namespace {
 
@@ -35,33 +36,6 @@ struct MemFree {
 
 std::unique_ptr<char, MemFree> configuration(const char* key) {
   return std::unique_ptr<char, MemFree>(NUVGetConfigurationMA(key));
-}
-
-// Configured texts land in attributes: escape what XML reserves there.
-std::string attribute(const char* text) {
-  std::string out;
-  for (const char* p = text; *p != '\0'; ++p) {
-    switch (*p) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\'':
-        out += "&apos;";
-        break;
-      default:
-        out += *p;
-    }
-  }
-  return out;
 }
 
 std::string trimmed(const std::string& text) {
@@ -136,13 +110,14 @@ DMSAppString* CDSTreeManager::GetBasicViewInformationMA() {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   const char* domain = text_util::textOf(vendorDomain_);
   std::string document(kFeaturesOpen);
-  document += "<Feature name=\"" + attribute(domain != nullptr ? domain : kDefaultVendorDomain) +
+  document += "<Feature name=\"" +
+              dms::EscapeXmlText(domain != nullptr ? domain : kDefaultVendorDomain) +
               "_BASICVIEW\" version=\"1\">";
   DMSAppString* offered[3] = {imageContainerID_, audioContainerID_, videoContainerID_};
   for (int i = 0; i < 3; ++i) {
     const char* id = text_util::textOf(offered[i]);
     if (id == nullptr) continue;
-    document += "<container id=\"" + attribute(id) + "\" type=\"" + kItemTypes[i] + "\"/>";
+    document += "<container id=\"" + dms::EscapeXmlText(id) + "\" type=\"" + kItemTypes[i] + "\"/>";
   }
   document += "</Feature></Features>";
   return text_util::newText(document);

@@ -13,6 +13,7 @@
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "nuv_config.h"
+#include "xml_escape.h"
 
 namespace dms_server {
 namespace {
@@ -24,38 +25,12 @@ const DescriptionFileInfo kDescriptionFiles[] = {
     {nullptr, nullptr, 0, 0},
 };
 
-std::string escapeXml(const char* text) {
-  std::string out;
-  for (const char* p = text; *p != '\0'; ++p) {
-    switch (*p) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\'':
-        out += "&apos;";
-        break;
-      default:
-        out += *p;
-    }
-  }
-  return out;
-}
-
 // The configured maker's address, escaped; the default when none is set.
 std::string manufacturerUrl() {
   char* configured = NUVGetConfigurationMA("MANUFACTURER-URL");
   std::string url = kDefaultManufacturerUrl;
   if (configured != nullptr) {
-    if (configured[0] != '\0') url = escapeXml(configured);
+    if (configured[0] != '\0') url = dms::EscapeXmlText(configured);
     DMSAppMemFree(configured);
   }
   return url;
