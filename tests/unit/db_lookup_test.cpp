@@ -8,6 +8,7 @@
 
 #include "content_test_support.h"
 #include "dms_platform.h"
+#include "dms_server.h"
 #include "dms_string.h"
 #include "log_capture.h"
 #include "multimedia_db_connector.h"
@@ -356,3 +357,16 @@ TEST_F(Thumbnail, NoSupportBufferFailuresAreLogged) {
 }
 
 }  // namespace
+
+TEST_F(Lookup, ItemObjectIdOfAKnownImageIsKindDollarId) {
+  ImageRow r;
+  r.id = 17;
+  r.path = "/media/DCIM/100CAMRA/IMG_0017.JPG";
+  r.uri = "/nuvmedia/17.jpg";
+  seed(content_test::insertImageSql(r));
+  std::unique_ptr<char, MemFree> id(DMSGetItemObjectID(r.path.c_str()));
+  ASSERT_NE(id, nullptr);
+  EXPECT_STREQ(id.get(), "1$17");
+  EXPECT_EQ(DMSGetItemObjectID("/media/DCIM/unknown.jpg"), nullptr);
+  EXPECT_EQ(DMSGetItemObjectID(nullptr), nullptr);
+}
