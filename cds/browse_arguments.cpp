@@ -5,16 +5,13 @@
 #include "action_arguments.h"
 #include "cds_limits.h"
 #include "dms_conversions.h"
+#include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "nuv_log.h"
 
 namespace dms_cds {
 namespace {
-
-struct MemFree {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
 
 const char* textOf(const DMSAppString* s) {
   return s != nullptr && s->ReadString() != nullptr ? s->ReadString() : "";
@@ -118,7 +115,7 @@ void logIfOtherNetwork(const char* local, const char* request) {
 
 // "http://LOCAL:PORT" with the local address that faces the control point.
 int buildBaseURL(const DMSAppActionInfo* record, BrowseRequest* out) {
-  std::unique_ptr<char, MemFree> requestIP(
+  DMSAppMemText requestIP(
       DMSAppConversions::DMSAppConvertDMSAppStringToANSIMA(record->ReadIPAddress()));
   if (requestIP == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS::__Browse] Memory allocation error for pszIP");

@@ -6,6 +6,7 @@
 
 #include "contents_enumerator_argument.h"
 #include "dms_conversions.h"
+#include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "dms_string.h"
@@ -24,10 +25,6 @@ std::atomic<MultiMediaDbConnector*> gInstance{nullptr};
 // slipped past the connector's lock could not corrupt it.
 constexpr int kProbeFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX;
 constexpr int kOpenFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
-
-struct MemFree {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
 
 }  // namespace
 
@@ -67,8 +64,7 @@ bool MultiMediaDbConnector::ConnectDB() {
   if (db_ != nullptr) return false;
   std::unique_ptr<DMSAppString> setting(DMSAppGetDBPathMA());
   if (setting == nullptr) return false;
-  std::unique_ptr<char, MemFree> path(
-      DMSAppConversions::DMSAppConvertDMSAppStringToUTF8MA(setting.get()));
+  DMSAppMemText path(DMSAppConversions::DMSAppConvertDMSAppStringToUTF8MA(setting.get()));
   if (path == nullptr) return false;
 
   sqlite3* raw = nullptr;
@@ -121,7 +117,7 @@ void MultiMediaDbConnector::CreateTables() {
                                 MediaTableId::kAudio, MediaTableId::kVideo, MediaTableId::kImage};
   for (MediaTableId table : order) {
     MediaTableDescription d = mediaTableDescription(table);
-    std::unique_ptr<char, MemFree> sql(MTGetCreatTblSqlStmt(d.name, d.columnCount, d.columns));
+    DMSAppMemText sql(MTGetCreatTblSqlStmt(d.name, d.columnCount, d.columns));
     ExecSqlStatmentNoValueReturn(sql.get());
   }
 }

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_string.h"
 #include "multimedia_db_connector.h"
@@ -16,10 +17,6 @@ namespace {
 constexpr const char* kCardMount = "/ext/sd0";
 constexpr size_t kCardPrefixLength = 8;  // dropped whatever it holds
 constexpr const char* kCardAlias = "/b";
-
-struct MemFree {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
 
 // Runs `sql`; false with SQLite's message in *error.
 bool runStatement(sqlite3* db, const std::string& sql, std::string* error) {
@@ -77,7 +74,7 @@ int MultiMediaDbConnector::removeContent(unsigned int mode, DMSAppString* id, co
   char* converted = nullptr;
   bool removed = false;
   if (path != nullptr && ConvertFilePath(path, &converted) == 0) {
-    std::unique_ptr<char, MemFree> alias(converted);
+    DMSAppMemText alias(converted);
     removed = DMSAppRemoveFile(alias.get()) == 1;
   }
   if (!removed && path != nullptr) removed = DMSAppRemoveFile(path) == 1;

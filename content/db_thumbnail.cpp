@@ -8,6 +8,7 @@
 
 #include "content_limits.h"
 #include "db_row_reader.h"
+#include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_string.h"
 #include "multimedia_db_connector.h"
@@ -30,10 +31,6 @@ constexpr const char* kThumbnailWord = "/nuvthumb";
 
 std::atomic<MultiMediaDbConnector::MovieThumbnailSource> gMovieThumbnailSource{nullptr};
 
-struct MemFree {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
-
 struct FileCloser {
   void operator()(FILE* f) const { DMSAppCloseFile(f); }
 };
@@ -44,7 +41,7 @@ bool startsWith(const char* text, const char* word) {
 
 // The substitute picture `name` in the configured directory.
 std::string standInPicturePath(const char* name) {
-  std::unique_ptr<char, MemFree> configured(NUVGetConfigurationMA(kSubstituteDirKey));
+  DMSAppMemText configured(NUVGetConfigurationMA(kSubstituteDirKey));
   std::string dir = (configured != nullptr && configured.get()[0] != '\0') ? configured.get()
                                                                            : kDefaultSubstituteDir;
   if (dir.back() != '/') dir += '/';
@@ -210,8 +207,7 @@ int MultiMediaDbConnector::GetNoSupportImgBuffer(const char* path, int offset,
               "[MultiMediaDbConnector::GetNoSupportImgBuffer] nReadBytes size error!!!");
     return 1;
   }
-  std::unique_ptr<char, MemFree> data(
-      static_cast<char*>(DMSAppMemAllocMA(static_cast<unsigned long>(wanted))));
+  DMSAppMemText data(static_cast<char*>(DMSAppMemAllocMA(static_cast<unsigned long>(wanted))));
   unsigned long got = 0;
   if (data == nullptr ||
       DMSAppReadFile(file.get(), data.get(), static_cast<unsigned long>(wanted), &got) != 1) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "cds_tree_manager.h"
+#include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_string.h"
 #include "nuv_config.h"
@@ -30,13 +31,7 @@ constexpr const char* kFeaturesOpen =
 constexpr const char* kItemTypes[3] = {"object.item.imageItem", "object.item.audioItem",
                                        "object.item.videoItem"};
 
-struct MemFree {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
-
-std::unique_ptr<char, MemFree> configuration(const char* key) {
-  return std::unique_ptr<char, MemFree>(NUVGetConfigurationMA(key));
-}
+DMSAppMemText configuration(const char* key) { return DMSAppMemText(NUVGetConfigurationMA(key)); }
 
 std::string trimmed(const std::string& text) {
   size_t first = text.find_first_not_of(" \t");

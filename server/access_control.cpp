@@ -2,6 +2,7 @@
 // function logs its name followed by "  SUCCESS" (level 1) or "  Failed"
 // (level 2) and returns 1 or 0.
 #include "access_control.h"
+#include "dms_mem_ptr.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -38,10 +39,7 @@ int report(const char* function, bool ok) {
   return ok ? 1 : 0;
 }
 
-struct FreeDeleter {
-  void operator()(char* p) const { std::free(p); }
-};
-using CText = std::unique_ptr<char, FreeDeleter>;
+using CText = DMSAppMemText;
 
 // Copies one text of the notification: first into a DMSAppString, then into
 // a plain buffer for logging and the UI. Logs the allocation failure with

@@ -14,6 +14,7 @@
 #include "container_info.h"
 #include "content_test_support.h"
 #include "dms_content_engine.h"
+#include "dms_mem_ptr.h"
 #include "temporary_contents_manager.h"
 
 namespace {
@@ -27,29 +28,10 @@ using content_test::text;
 using Text = std::unique_ptr<DMSAppString>;
 Text s(const std::string& value) { return Text(new DMSAppString(value.c_str())); }
 
-struct MemFree {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
-
 constexpr int kImages = 40;
 constexpr auto kRunTime = std::chrono::milliseconds(1500);
 
-class Concurrency : public ContentTest {
- protected:
-  void SetUp() override {
-    ContentTest::SetUp();
-    AnswerRecorder::instance().clear();
-    content_test::removeTree(uploads());
-    ASSERT_EQ(1, DMSAppCreatDirecotry(uploads().c_str()));
-  }
-  void TearDown() override {
-    NUVCETerminateWrapper();
-    NUVCEDeregisterResponseCallback();
-    TemporaryContentsManager::SetAutoDestroyDelayForTest(35000);
-    ContentTest::TearDown();
-  }
-  static std::string uploads() { return scratchPath("uploads"); }
-};
+class Concurrency : public content_test::EngineTest {};
 
 // One HTTP-like thread: resolves URIs, thumbnails and temporary contents,
 // and counts every answer that is not the expected one.

@@ -38,26 +38,8 @@ Text s(const std::string& value) { return Text(new DMSAppString(value.c_str()));
 
 constexpr const char* kContentDirectory = "urn:schemas-upnp-org:service:ContentDirectory";
 
-class Engine : public ContentTest {
+class Engine : public content_test::EngineTest {
  protected:
-  void SetUp() override {
-    ContentTest::SetUp();
-    FakeStack::instance().reset();
-    AnswerRecorder::instance().clear();
-    NUVCERegisterResponseCallback(&AnswerRecorder::callback);
-    content_test::removeTree(uploads());
-    ASSERT_EQ(1, DMSAppCreatDirecotry(uploads().c_str()));
-  }
-  void TearDown() override {
-    NUVCETerminateWrapper();
-    NUVCEDeregisterResponseCallback();
-    TemporaryContentsManager::SetAutoDestroyDelayForTest(35000);
-    ContentTest::TearDown();
-  }
-  void start() { ASSERT_EQ(0, NUVCEInitializeWrapper()); }
-  static std::string uploads() { return scratchPath("uploads"); }
-  static AnswerRecorder& answers() { return AnswerRecorder::instance(); }
-
   // A record as object creation hands it over.
   static ContentsEnumeratorArgument* created(const std::string& name, int kind = 1) {
     auto* r = new ContentsEnumeratorArgument();

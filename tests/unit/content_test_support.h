@@ -26,9 +26,11 @@
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "dms_string.h"
+#include "fake_stack.h"
 #include "multimedia_db_connector.h"
 #include "nuv_config.h"
 #include "record_list.h"
+#include "temporary_contents_manager.h"
 
 namespace content_test {
 
@@ -304,6 +306,31 @@ class AnswerRecorder {
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<Answer> answers_;
+};
+
+// A store with the content engine's answers recorded and an upload folder;
+// tests start the engine themselves (start()). Everything the engine left
+// is torn down afterwards, with the auto-destroy delay back at 35 s.
+class EngineTest : public ContentTest {
+ protected:
+  void SetUp() override {
+    ContentTest::SetUp();
+    FakeStack::instance().reset();
+    AnswerRecorder::instance().clear();
+    NUVCERegisterResponseCallback(&AnswerRecorder::callback);
+    removeTree(uploads());
+    ASSERT_EQ(1, DMSAppCreatDirecotry(uploads().c_str()));
+  }
+  void TearDown() override {
+    NUVCETerminateWrapper();
+    TemporaryContentsManager::DestroyInstance();
+    NUVCEDeregisterResponseCallback();
+    TemporaryContentsManager::SetAutoDestroyDelayForTest(35000);
+    ContentTest::TearDown();
+  }
+  void start() { ASSERT_EQ(0, NUVCEInitializeWrapper()); }
+  static std::string uploads() { return scratchPath("uploads"); }
+  static AnswerRecorder& answers() { return AnswerRecorder::instance(); }
 };
 
 }  // namespace content_test

@@ -1,4 +1,5 @@
 #include "dms_conversions.h"
+#include "dms_mem_ptr.h"
 
 #include <gtest/gtest.h>
 
@@ -16,10 +17,7 @@ namespace {
 using C = DMSAppConversions;
 using StringPtr = std::unique_ptr<DMSAppString>;
 
-struct MemFreeDeleter {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
-using BytesPtr = std::unique_ptr<char, MemFreeDeleter>;
+using BytesPtr = DMSAppMemText;
 
 const char kUnescapeUrlFailed[] =
     "[DMSAppConversions::DMSAppUnescapeURL] Memory allocation failed!!!";

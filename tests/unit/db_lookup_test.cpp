@@ -7,6 +7,7 @@
 #include <string>
 
 #include "content_test_support.h"
+#include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "dms_string.h"
@@ -25,10 +26,6 @@ using content_test::text;
 using content_test::VideoRow;
 
 using Text = std::unique_ptr<DMSAppString>;
-
-struct MemFree {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
 
 Text s(const std::string& value) { return Text(new DMSAppString(value.c_str())); }
 
@@ -224,7 +221,7 @@ class Thumbnail : public Lookup {
     r.ok = db()->GetThumbnailInfoFromURI(s(uri).get(), &path, &r.offset, r.length, &r.video,
                                          &r.substitute, buffer);
     r.path = take(path);
-    std::unique_ptr<char, MemFree> owned(buffer);
+    DMSAppMemText owned(buffer);
     if (buffer != nullptr && r.length > 0) r.bytes.assign(buffer, static_cast<size_t>(r.length));
     return r;
   }
@@ -352,7 +349,7 @@ TEST_F(Thumbnail, NoSupportBufferFailuresAreLogged) {
   EXPECT_EQ(1, connector->GetNoSupportImgBuffer(picture.c_str(), 0, 10, buffer, size));
   EXPECT_EQ(nullptr, buffer);
   ASSERT_EQ(0, connector->GetNoSupportImgBuffer(picture.c_str(), 2, 0, buffer, size));
-  std::unique_ptr<char, MemFree> owned(buffer);
+  DMSAppMemText owned(buffer);
   EXPECT_EQ(content_test::readFile(picture).substr(2), std::string(buffer, size));
 }
 
@@ -364,7 +361,7 @@ TEST_F(Lookup, ItemObjectIdOfAKnownImageIsKindDollarId) {
   r.path = "/media/DCIM/100CAMRA/IMG_0017.JPG";
   r.uri = "/nuvmedia/17.jpg";
   seed(content_test::insertImageSql(r));
-  std::unique_ptr<char, MemFree> id(DMSGetItemObjectID(r.path.c_str()));
+  DMSAppMemText id(DMSGetItemObjectID(r.path.c_str()));
   ASSERT_NE(id, nullptr);
   EXPECT_STREQ(id.get(), "1$17");
   EXPECT_EQ(DMSGetItemObjectID("/media/DCIM/unknown.jpg"), nullptr);

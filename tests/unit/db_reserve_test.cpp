@@ -7,6 +7,7 @@
 
 #include "content_test_support.h"
 #include "contents_enumerator_argument.h"
+#include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_string.h"
 #include "log_capture.h"
@@ -21,10 +22,7 @@ using content_test::scratchPath;
 using content_test::shell;
 using content_test::text;
 
-struct MemFree {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
-using Id = std::unique_ptr<char, MemFree>;
+using Id = DMSAppMemText;
 
 std::unique_ptr<ContentsEnumeratorArgument> newObject(int kind, const std::string& path,
                                                       const std::string& title = "Upload") {

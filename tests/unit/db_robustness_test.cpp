@@ -14,6 +14,7 @@
 #include "content_test_support.h"
 #include "contents_enumerator_argument.h"
 #include "dms_list.h"
+#include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "dms_string.h"
@@ -35,10 +36,6 @@ struct ListFree {
 };
 using RecordList = std::unique_ptr<DMSCDSList, ListFree>;
 using Text = std::unique_ptr<DMSAppString>;
-
-struct MemFree {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
 
 bool logHasPrefix(const LogCapture& log, const std::string& prefix) {
   for (const auto& line : log.lines()) {
@@ -67,7 +64,7 @@ bool everythingFailsCleanly(MultiMediaDbConnector* db) {
   int video = 0;
   int substitute = 0;
   char* buffer = nullptr;
-  std::unique_ptr<char, MemFree> reserved(db->ReserveContentID(newImage("/tmp/x.jpg").get()));
+  DMSAppMemText reserved(db->ReserveContentID(newImage("/tmp/x.jpg").get()));
   return db->GetImageItems(0, 1) == nullptr && db->GetAudioItems(0, 1) == nullptr &&
          db->GetVideoItems(0, 1) == nullptr && db->GetImageItems2(0, 1) == nullptr &&
          db->GetTotalImageItem() == -1 && db->GetTotalAudioItem() == -1 &&
@@ -113,8 +110,7 @@ class Robustness : public ContentTest {
   LogCapture log;
   MultiMediaDbConnector* connector = MultiMediaDbConnector::GetInstance();
   DMSAppString id("1");
-  std::unique_ptr<char, MemFree> reserved(
-      connector->ReserveContentID(newImage(dir + "/new.jpg").get()));
+  DMSAppMemText reserved(connector->ReserveContentID(newImage(dir + "/new.jpg").get()));
   bool ok = connector->IsConnected() && connector->GetTotalImageItem() == 1 &&
             connector->GetTotalImageItem2() == 1 && reserved == nullptr &&
             logHasPrefix(log,
@@ -248,7 +244,7 @@ TEST_F(Robustness, OlderLayoutIsRefusedWhereColumnsDoNotMatch) {
   EXPECT_EQ(6, length);
   EXPECT_FALSE(connector->GetThumbnailInfoFromURI(&screen, &path, &offset, length, &video,
                                                   &substitute, buffer));
-  std::unique_ptr<char, MemFree> id(connector->ReserveContentID(newImage("/tmp/y.jpg").get()));
+  DMSAppMemText id(connector->ReserveContentID(newImage("/tmp/y.jpg").get()));
   EXPECT_EQ(nullptr, id);
 }
 

@@ -5,21 +5,10 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "c_check.h"
 #include "dms_c_list.h"
 #include "dms_platform.h"
 #include "dms_xml.h"
-
-static int failures = 0;
-static int checks = 0;
-
-#define CHECK(cond)                                                      \
-  do {                                                                   \
-    ++checks;                                                            \
-    if (!(cond)) {                                                       \
-      ++failures;                                                        \
-      fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #cond); \
-    }                                                                    \
-  } while (0)
 
 static void memoryFromC(void) {
   CHECK(DMSAppMemAllocMA(0) == NULL);
@@ -108,6 +97,5 @@ int main(void) {
   xmlFromC();
   CHECK(DMSAppStopTimerThread() == 1);
   DMSAppHelperTerminate();
-  printf("%d passed, %d failed\n", checks - failures, failures);
-  return failures == 0 ? 0 : 1;
+  return C_CHECK_REPORT();
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "content_test_support.h"
+#include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "log_capture.h"
 #include "media_schema.h"
@@ -17,13 +18,9 @@ using content_test::ContentTest;
 using content_test::dbPath;
 using content_test::shell;
 
-struct MemFree {
-  void operator()(char* p) const { DMSAppMemFree(p); }
-};
-
 std::string statementOf(MediaTableId table) {
   MediaTableDescription d = mediaTableDescription(table);
-  std::unique_ptr<char, MemFree> sql(MTGetCreatTblSqlStmt(d.name, d.columnCount, d.columns));
+  DMSAppMemText sql(MTGetCreatTblSqlStmt(d.name, d.columnCount, d.columns));
   return sql == nullptr ? "<null>" : sql.get();
 }
 
@@ -86,21 +83,21 @@ TEST(MTGetCreatTblSqlStmt, ImageTableStatementIsExact) {
 
 TEST(MTGetCreatTblSqlStmt, EmptyConstraintLeavesABlankBeforeTheComma) {
   _MediaTable columns[2] = {{"Valid", "INTEGER", 0, ""}, {"Next", "INTEGER", 0, "NOT NULL"}};
-  std::unique_ptr<char, MemFree> sql(MTGetCreatTblSqlStmt("T", 2, columns));
+  DMSAppMemText sql(MTGetCreatTblSqlStmt("T", 2, columns));
   ASSERT_NE(nullptr, sql);
   EXPECT_STREQ("create table T (Valid INTEGER ,Next INTEGER NOT NULL);", sql.get());
 }
 
 TEST(MTGetCreatTblSqlStmt, SinglePrimaryKeyColumnHasNoComma) {
   _MediaTable column = {"id", "INTEGER", 0, "PRIMARY KEY"};
-  std::unique_ptr<char, MemFree> sql(MTGetCreatTblSqlStmt("Single", 1, &column));
+  DMSAppMemText sql(MTGetCreatTblSqlStmt("Single", 1, &column));
   ASSERT_NE(nullptr, sql);
   EXPECT_STREQ("create table Single (id INTEGER PRIMARY KEY);", sql.get());
 }
 
 TEST(MTGetCreatTblSqlStmt, LengthOnlyForVarchar) {
   _MediaTable columns[2] = {{"a", "INTEGER", 77, ""}, {"b", "VARCHAR", 5, ""}};
-  std::unique_ptr<char, MemFree> sql(MTGetCreatTblSqlStmt("L", 2, columns));
+  DMSAppMemText sql(MTGetCreatTblSqlStmt("L", 2, columns));
   ASSERT_NE(nullptr, sql);
   EXPECT_STREQ("create table L (a INTEGER ,b VARCHAR(5) );", sql.get());
 }
@@ -124,7 +121,7 @@ TEST(MTGetCreatTblSqlStmt, FullWidthFieldsWithoutTerminatorAreRead) {
   memset(column.name, 'x', sizeof column.name);  // 30 bytes, no NUL
   memcpy(column.type, "INTEGER", 7);
   memcpy(column.constraint, "NOT NULL", 8);
-  std::unique_ptr<char, MemFree> sql(MTGetCreatTblSqlStmt("W", 1, &column));
+  DMSAppMemText sql(MTGetCreatTblSqlStmt("W", 1, &column));
   ASSERT_NE(nullptr, sql);
   EXPECT_EQ("create table W (" + std::string(30, 'x') + " INTEGER NOT NULL);",
             std::string(sql.get()));

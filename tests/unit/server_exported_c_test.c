@@ -5,21 +5,10 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "c_check.h"
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "nuv_config.h"
-
-static int failures = 0;
-static int checks = 0;
-
-#define CHECK(cond)                                                      \
-  do {                                                                   \
-    ++checks;                                                            \
-    if (!(cond)) {                                                       \
-      ++failures;                                                        \
-      fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #cond); \
-    }                                                                    \
-  } while (0)
 
 static void settingsFromC(void) {
   CHECK(DMSAppGetDBPathMA() == NULL);
@@ -56,10 +45,5 @@ int main(void) {
   descriptionsFromC();
   servicesFromC();
   NUVClearConfiguration();
-  if (failures != 0) {
-    fprintf(stderr, "%d of %d checks failed\n", failures, checks);
-    return 1;
-  }
-  printf("%d checks passed\n", checks);
-  return 0;
+  return C_CHECK_REPORT();
 }

@@ -46,23 +46,8 @@ bool waitUntil(Predicate done, std::chrono::milliseconds limit) {
   return true;
 }
 
-class TempContents : public ContentTest {
+class TempContents : public content_test::EngineTest {
  protected:
-  void SetUp() override {
-    ContentTest::SetUp();
-    AnswerRecorder::instance().clear();
-    NUVCERegisterResponseCallback(&AnswerRecorder::callback);
-    content_test::removeTree(uploads());
-    ASSERT_EQ(1, DMSAppCreatDirecotry(uploads().c_str()));
-  }
-  void TearDown() override {
-    NUVCETerminateWrapper();
-    TemporaryContentsManager::DestroyInstance();
-    NUVCEDeregisterResponseCallback();
-    TemporaryContentsManager::SetAutoDestroyDelayForTest(35000);
-    ContentTest::TearDown();
-  }
-  static std::string uploads() { return scratchPath("uploads"); }
   static TemporaryContentsManager* temp() { return TemporaryContentsManager::GetInstance(); }
 
   // Creates an object through the engine; its ID, or "".
