@@ -10,6 +10,7 @@ Usage: daemon_network_test.py DMSD MEDIA_DIR [unittest args]
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -82,6 +83,8 @@ class Daemon:
         if self.proc.returncode != 0:
             sys.stderr.write("dmsd exited with %d; its standard error ends:\n%s\n" % (
                 self.proc.returncode, self.proc.stderr.read()[-6000:]))
+        for stream in (self.proc.stdin, self.proc.stdout, self.proc.stderr):
+            stream.close()
         return self.proc.returncode
 
 
@@ -260,33 +263,82 @@ class Lifecycle(NetworkTest):
         self.assertEqual(left.stdout, b"")
 
 
-class ConfirmationMode(NetworkTest):
-    def test_unknown_clients_refused_and_first_reported_once(self):
+class AccessPolicies(NetworkTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
         # A second device in a namespace of its own, linked to the server's.
-        other = self.net.client_ns.replace("dmsC", "dmsD")
-        octet = self.net.server_ip.split(".")[2]
+        cls.other = cls.net.client_ns.replace("dmsC", "dmsD")
+        octet = cls.net.server_ip.split(".")[2]
         near, far = "10.67.%s.1" % octet, "10.67.%s.2" % octet
-        for cmd in (["ip", "netns", "add", other],
-                    ["ip", "-n", self.net.server_ns, "link", "add", "s1", "type", "veth", "peer",
-                     "name", "d0", "netns", other],
-                    ["ip", "-n", self.net.server_ns, "addr", "add", near + "/24", "dev", "s1"],
-                    ["ip", "-n", self.net.server_ns, "link", "set", "s1", "up"],
-                    ["ip", "-n", other, "addr", "add", far + "/24", "dev", "d0"],
-                    ["ip", "-n", other, "link", "set", "d0", "up"],
-                    ["ip", "-n", other, "route", "add", self.net.server_ip, "via", near]):
+        for cmd in (["ip", "netns", "add", cls.other],
+                    ["ip", "-n", cls.net.server_ns, "link", "add", "s1", "type", "veth", "peer",
+                     "name", "d0", "netns", cls.other],
+                    ["ip", "-n", cls.net.server_ns, "addr", "add", near + "/24", "dev", "s1"],
+                    ["ip", "-n", cls.net.server_ns, "link", "set", "s1", "up"],
+                    ["ip", "-n", cls.other, "addr", "add", far + "/24", "dev", "d0"],
+                    ["ip", "-n", cls.other, "link", "set", "d0", "up"],
+                    ["ip", "-n", cls.other, "route", "add", cls.net.server_ip, "via", near]):
             subprocess.run(cmd, check=True, capture_output=True)
-        self.addCleanup(subprocess.run, ["ip", "netns", "del", other], capture_output=True)
 
-        def second_device(action):
-            r = subprocess.run(["ip", "netns", "exec", other, "curl", "-s", "-m", "15", "-w",
-                                "\n%{http_code}", "-X", "POST", "-H",
-                                'Content-Type: text/xml; charset="utf-8"', "-H",
-                                'SOAPACTION: "%s#%s"' % (CDS, action), "--data-binary",
-                                envelope(action, CDS, ()), self.base + CDS_CONTROL],
-                               capture_output=True, text=True, timeout=30)
-            body, _, code = r.stdout.rpartition("\n")
-            return int(code or 0), body
+    @classmethod
+    def tearDownClass(cls):
+        subprocess.run(["ip", "netns", "del", cls.other], capture_output=True)
+        super().tearDownClass()
 
+    def second_device(self, action):
+        r = subprocess.run(["ip", "netns", "exec", self.other, "curl", "-s", "-m", "15", "-w",
+                            "\n%{http_code}", "-X", "POST", "-H",
+                            'Content-Type: text/xml; charset="utf-8"', "-H",
+                            'SOAPACTION: "%s#%s"' % (CDS, action), "--data-binary",
+                            envelope(action, CDS, ()), self.base + CDS_CONTROL],
+                           capture_output=True, text=True, timeout=30)
+        body, _, code = r.stdout.rpartition("\n")
+        return int(code or 0), body
+
+    def waiting(self, daemon):
+        return [l for l in daemon.lines if "waits for access" in l]
+
+    def wait_for(self, daemon, text, count=1):
+        deadline = time.time() + 10
+        while time.time() < deadline and len([l for l in daemon.lines if text in l]) < count:
+            time.sleep(0.1)
+        return len([l for l in daemon.lines if text in l])
+
+    def test_listed_admits_only_the_listed_address(self):
+        state = tempfile.mkdtemp(prefix="dms-e2e-", dir=self.state)
+        daemon = Daemon(self.net, state, "--access", "listed", "--allow", self.net.client_ip)
+        try:
+            code, body = self.soap("GetSystemUpdateID")
+            self.assertEqual(code, 200, body)
+            code, body = self.second_device("GetSystemUpdateID")
+            self.assertEqual(self.fault(body)[0], 606)
+            time.sleep(0.5)
+            self.assertEqual(self.waiting(daemon), [])  # refused, never asked about
+        finally:
+            self.assertEqual(daemon.stop(), 0)
+
+    def test_sighup_rereads_the_allow_list(self):
+        state = tempfile.mkdtemp(prefix="dms-e2e-", dir=self.state)
+        config = os.path.join(state, "dmsd.conf")
+        with open(config, "w") as f:
+            f.write("access = listed\nallow = %s\n" % self.net.client_ip)
+        daemon = Daemon(self.net, state, "--config", config)
+        try:
+            self.assertEqual(self.second_device("GetSystemUpdateID")[0], 500)
+            with open(config, "w") as f:
+                f.write("access = listed\nallow = %s, 10.67.%s.2\n" % (
+                    self.net.client_ip, self.net.server_ip.split(".")[2]))
+            daemon.proc.send_signal(signal.SIGHUP)
+            self.assertEqual(self.wait_for(daemon, "access settings re-read"), 1, daemon.lines)
+            code, body = self.second_device("GetSystemUpdateID")
+            self.assertEqual(code, 200, body)
+            self.assertEqual(self.soap("GetSystemUpdateID")[0], 200)
+        finally:
+            self.assertEqual(daemon.stop(), 0)
+
+    def test_unknown_clients_refused_and_first_reported_once(self):
+        second_device = self.second_device
         state = tempfile.mkdtemp(prefix="dms-e2e-", dir=self.state)
         daemon = Daemon(self.net, state, "--access", "ask")
         try:

@@ -23,9 +23,11 @@ TEST(DMSAppMem, CallocZeroesAndRefusesZeroSize) {
 }
 
 TEST(DMSAppMem, CallocPassesZeroCountOn) {
-  void* p = DMSAppMemCallocMA(0, 8);  // calloc(0, 8): null or a unique pointer
+  // Only a size of 0 is refused: calloc(0, 8) is called, and the C library
+  // of this project (glibc) answers it with a unique, freeable pointer.
+  void* p = DMSAppMemCallocMA(0, 8);
+  EXPECT_NE(p, nullptr);
   DMSAppMemFree(p);
-  SUCCEED();
 }
 
 TEST(DMSAppMem, ReallocOfNullReturnsNull) { EXPECT_EQ(DMSAppMemReallocMA(nullptr, 16), nullptr); }
@@ -40,10 +42,6 @@ TEST(DMSAppMem, ReallocGrowsAndKeepsContent) {
   DMSAppMemFree(p);
 }
 
-TEST(DMSAppMem, FreeOfNullDoesNothing) {
-  DMSAppMemFree(nullptr);
-  SUCCEED();
-}
 
 TEST(DMSAppMem, SetCpyMoveRefuseNull) {
   char buf[8] = "abcdefg";
