@@ -1,0 +1,1 @@
+# Unit tests of the media scanner, the camera platform and registration.

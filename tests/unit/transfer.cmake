@@ -1,0 +1,1 @@
+# Unit tests of the transfer layer and of the stack's HTTP side.
