@@ -6,16 +6,48 @@ the veth so that SSDP stays on it. Nothing here touches the host's interfaces:
 both veth ends are created inside the namespaces. Names are unique per run
 and the namespaces are deleted on exit.
 
-Needs root (ip netns). `available()` tells whether this process can do it.
+As root this uses `ip netns` directly. A normal user calls
+`enter_private_namespaces()` first: it re-runs the script under
+`unshare -rnm` (its own user, network and mount namespaces, with a private
+/run for `ip netns`), where the same code works unchanged and nothing the
+script creates is visible outside. `available()` tells whether this process
+can do it.
 """
 import os
 import shutil
 import subprocess
+import sys
 import time
+
+_USERNS_MARK = "DMS_E2E_IN_USERNS"
 
 
 def available():
     return os.geteuid() == 0 and shutil.which("ip") is not None
+
+
+def in_user_namespace():
+    return os.environ.get(_USERNS_MARK) == "1"
+
+
+def enter_private_namespaces():
+    """For a normal user: re-executes this script as root of a new user
+    namespace with its own network and mount namespaces. Returns only in the
+    process that can run the tests (root, or the re-executed script)."""
+    if in_user_namespace():
+        # ip netns keeps its mount points in /run; a private tmpfs there
+        # makes it writable for this namespace's root and hides nothing
+        # outside.
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "mode=755", "dms-e2e-run", "/run"],
+                       check=True)
+        return
+    if os.geteuid() == 0:
+        return
+    if shutil.which("unshare") is None:
+        raise RuntimeError("needs root or unshare(1) for user namespaces")
+    env = dict(os.environ, **{_USERNS_MARK: "1"})
+    argv = ["unshare", "-rnm", "--propagation", "private", sys.executable] + sys.argv
+    os.execvpe("unshare", argv, env)
 
 
 def _run(*args, check=True):
