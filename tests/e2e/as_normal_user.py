@@ -58,7 +58,9 @@ def main():
         # Arguments that name the e2e folder point at the copy.
         source = os.path.dirname(os.path.abspath(script))
         rest = [scripts if os.path.abspath(a) == source else a for a in rest]
-        env = dict(os.environ, LD_LIBRARY_PATH=libs, HOME=work, TMPDIR="/tmp")
+        # Sanitizer options name suppression files in the e2e folder.
+        env = {k: v.replace(source, scripts) for k, v in os.environ.items()}
+        env.update(LD_LIBRARY_PATH=libs, HOME=work, TMPDIR="/tmp")
         env.pop("XDG_DATA_HOME", None)
         cmd = ["setpriv", "--reuid=%d" % NOBODY, "--regid=%d" % NOBODY, "--clear-groups",
                "--inh-caps=-all", "/usr/bin/python3",

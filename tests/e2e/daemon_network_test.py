@@ -9,13 +9,10 @@ namespace (netns.enter_private_namespaces).
 Usage: daemon_network_test.py DMSD MEDIA_DIR [unittest args]
 """
 import os
-import re
-import shutil
 import signal
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 import unittest
 import xml.etree.ElementTree as ET
@@ -23,118 +20,9 @@ import xml.etree.ElementTree as ET
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import netns  # noqa: E402
 
-DMSD = None
-MEDIA = None
-UPNP_PORT = 49152
-CDS = "urn:schemas-upnp-org:service:ContentDirectory:1"
-CM = "urn:schemas-upnp-org:service:ConnectionManager:1"
-CDS_CONTROL = "/_urn:schemas-upnp-org:service:ContentDirectory_control"
-CM_CONTROL = "/_urn:schemas-upnp-org:service:ConnectionManager_control"
-CDS_EVENT = "/_urn:schemas-upnp-org:service:ContentDirectory_event"
-DEV_NS = "{urn:schemas-upnp-org:device-1-0}"
-CONTROL_NS = "{urn:schemas-upnp-org:control-1-0}"
-
-
-def envelope(action, service, args):
-    inner = "".join("<%s>%s</%s>" % (k, v, k) for k, v in args)
-    return ('<?xml version="1.0" encoding="utf-8"?>'
-            '<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/" '
-            's:encodingStyle="http://schemas.xmlsoap.org/soap/encoding/"><s:Body>'
-            '<u:%s xmlns:u="%s">%s</u:%s></s:Body></s:Envelope>' % (action, service, inner,
-                                                                     action))
-
-
-def resident_kib(pid):
-    with open("/proc/%d/status" % pid) as status:
-        for line in status:
-            if line.startswith("VmRSS:"):
-                return int(line.split()[1])
-    raise AssertionError("no VmRSS for %d" % pid)
-
-
-class Daemon:
-    """dmsd in the server namespace, with its output collected on a thread."""
-
-    def __init__(self, net, state, *extra):
-        self.lines = []
-        self.proc = net.start_server([DMSD, "--media", MEDIA, "--interface", net.server_if,
-                                      "--state", state, "--name", "E2E-Cam",
-                                      "--upnp-port", str(UPNP_PORT), *extra],
-                                     stdin=subprocess.PIPE)
-        self.reader = threading.Thread(target=self._read, daemon=True)
-        self.reader.start()
-        deadline = time.time() + 20
-        while time.time() < deadline and not any("running" in l for l in self.lines):
-            if self.proc.poll() is not None:
-                raise AssertionError("dmsd exited: %s" % self.proc.stderr.read())
-            time.sleep(0.1)
-        if not any("running" in l for l in self.lines):
-            self.stop()
-            raise AssertionError("dmsd did not start: %s" % self.lines)
-
-    def _read(self):
-        for line in self.proc.stdout:
-            self.lines.append(line.rstrip("\n"))
-
-    def say(self, text):
-        self.proc.stdin.write(text + "\n")
-        self.proc.stdin.flush()
-
-    def stop(self):
-        if self.proc.poll() is None:
-            self.proc.terminate()
-        try:
-            self.proc.wait(timeout=30)
-        except subprocess.TimeoutExpired:
-            self.proc.kill()
-            self.proc.wait()
-        self.reader.join(timeout=5)
-        if self.proc.returncode != 0:
-            sys.stderr.write("dmsd exited with %d; its standard error ends:\n%s\n" % (
-                self.proc.returncode, self.proc.stderr.read()[-6000:]))
-        for stream in (self.proc.stdin, self.proc.stdout, self.proc.stderr):
-            stream.close()
-        return self.proc.returncode
-
-
-class NetworkTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        if not netns.available():
-            raise RuntimeError("needs root or user namespaces (see netns.py)")
-        cls.net = netns.Pair().__enter__()
-        cls.state = tempfile.mkdtemp(prefix="dms-e2e-")
-        cls.base = "http://%s:%d" % (cls.net.server_ip, UPNP_PORT)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.net.__exit__(None, None, None)
-        shutil.rmtree(cls.state, ignore_errors=True)
-
-    def curl(self, *args, timeout=20):
-        return self.net.client(["curl", "-s", "-m", "15", *args], timeout=timeout)
-
-    def soap(self, action, args=(), service=CDS, control=CDS_CONTROL, interface=None):
-        extra = ["--interface", interface] if interface else []
-        r = self.curl(*extra, "-w", "\n%{http_code}", "-X", "POST",
-                      "-H", 'Content-Type: text/xml; charset="utf-8"',
-                      "-H", 'SOAPACTION: "%s#%s"' % (service, action),
-                      "--data-binary", envelope(action, service, args), self.base + control)
-        body, _, code = r.stdout.rpartition("\n")
-        return int(code or 0), body
-
-    def fault(self, body):
-        root = ET.fromstring(body)
-        code = root.find(".//" + CONTROL_NS + "errorCode").text.strip()
-        text = root.find(".//" + CONTROL_NS + "errorDescription").text.strip()
-        return int(code), text
-
-    def result(self, body, name):
-        root = ET.fromstring(body)
-        for element in root.iter():
-            if element.tag == name:
-                return element.text or ""
-        raise AssertionError("no %s in %s" % (name, body))
+from e2e_common import (CDS, CDS_CONTROL, CDS_EVENT, CM, CM_CONTROL, DEV_NS,  # noqa: E402
+                        Daemon, NetworkTest, envelope, resident_kib)
+import e2e_common  # noqa: E402
 
 
 class DeviceOnTheNetwork(NetworkTest):
@@ -252,8 +140,11 @@ class DeviceOnTheNetwork(NetworkTest):
             resident.append(resident_kib(self.daemon.proc.pid))
         self.assertIsNone(self.daemon.proc.poll())
         # The first round grows the thread pool and the allocator's arenas;
-        # after it, 1,200 more calls must not keep growing the daemon.
-        self.assertLess(resident[-1] - resident[0], 4096, resident)
+        # after it, 1,200 more calls must not keep growing the daemon. A
+        # sanitizer's allocator holds freed memory back on purpose, so there
+        # the leak check at exit (tearDownClass) stands in for this bound.
+        if not os.environ.get("DMS_E2E_SANITIZER"):
+            self.assertLess(resident[-1] - resident[0], 4096, resident)
 
 
 class Lifecycle(NetworkTest):
@@ -416,6 +307,5 @@ print("answered %%d of 400" %% ok)
 
 if __name__ == "__main__":
     netns.enter_private_namespaces()
-    DMSD = sys.argv.pop(1)
-    MEDIA = sys.argv.pop(1)
+    e2e_common.configure(sys.argv.pop(1), sys.argv.pop(1))
     unittest.main(verbosity=2)
