@@ -10,6 +10,7 @@
 #include "served_files.h"
 #include "ssdp_alive.h"
 #include "udn.h"
+#include "upnp_client_headers.h"
 #include "upnp_socket_fixes.h"
 #include "xml_text.h"
 
@@ -124,6 +125,12 @@ int Device::start(int connectionID, int maxAge, int flags) {
               "(libdmsstack must come before the C library); not starting");
     return 1;
   }
+  // Names of SOAP clients for the access-control rules (libupnp does not
+  // pass request headers on).
+  setUpnpClientHeaderSink(
+      [](const std::string& ip, const std::string& userAgent, const std::string& avClientInfo) {
+        Device::instance().acl().noteClientHeaders(ip, userAgent, avClientInfo);
+      });
   auto session = std::make_shared<Session>();
   session->device = this;
   session->maxAge = maxAge > 0 ? maxAge : kDefaultMaxAge;

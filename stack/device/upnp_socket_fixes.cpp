@@ -9,7 +9,9 @@
 //     ip_mreq whose interface is 0.0.0.0, and alive and byebye leave through
 //     the default route.
 // These wrappers of socket(), bind() and setsockopt() correct exactly those
-// calls when libupnp's own code makes them: an IPv6 socket is refused (the
+// calls when libupnp's own code makes them (and those of accept() and recv()
+// show the stack the headers of the requests libupnp serves, see
+// upnp_client_headers.h): an IPv6 socket is refused (the
 // library then runs IPv4 only), the SSDP socket is bound to the SSDP group
 // and hears only the memberships it joined itself, and the 8-byte multicast
 // interface is passed on as the in_addr it holds. Every other call goes to
@@ -32,6 +34,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "upnp_client_headers.h"
 #include "upnp_socket_fixes.h"
 
 namespace {
@@ -39,6 +42,8 @@ namespace {
 using SocketFunction = int (*)(int, int, int);
 using BindFunction = int (*)(int, const sockaddr*, socklen_t);
 using SetsockoptFunction = int (*)(int, int, int, const void*, socklen_t);
+using AcceptFunction = int (*)(int, sockaddr*, socklen_t*);
+using RecvFunction = ssize_t (*)(int, void*, size_t, int);
 
 constexpr unsigned short kSsdpPort = 1900;
 constexpr const char* kSsdpGroup = "239.255.255.250";
@@ -66,6 +71,16 @@ BindFunction realBind() {
 SetsockoptFunction realSetsockopt() {
   static std::atomic<SetsockoptFunction> cache{nullptr};
   return next("setsockopt", &cache);
+}
+
+AcceptFunction realAccept() {
+  static std::atomic<AcceptFunction> cache{nullptr};
+  return next("accept", &cache);
+}
+
+RecvFunction realRecv() {
+  static std::atomic<RecvFunction> cache{nullptr};
+  return next("recv", &cache);
 }
 
 bool isSanitizerRuntime(const char* path) {
@@ -152,7 +167,7 @@ namespace dmsstack {
 bool upnpSocketFixesActive() {
   Dl_info self;
   if (dladdr(reinterpret_cast<void*>(&upnpSocketFixesActive), &self) == 0) return false;
-  for (const char* name : {"socket", "bind", "setsockopt"}) {
+  for (const char* name : {"socket", "bind", "setsockopt", "accept", "recv"}) {
     FirstDefinition first{name};
     dl_iterate_phdr(&findFirstDefinition, &first);
     if (first.object != self.dli_fbase) return false;
@@ -195,4 +210,25 @@ extern "C" __attribute__((visibility("default"))) int setsockopt(int fd, int lev
     return real(fd, level, name, &address, sizeof address);
   }
   return real(fd, level, name, value, length);
+}
+
+// A connection libupnp accepts is remembered until its first read (once per
+// connection, so the stack walk is paid per accepted connection only).
+extern "C" __attribute__((visibility("default"))) int accept(int fd, sockaddr* address,
+                                                             socklen_t* length) {
+  AcceptFunction real = realAccept();
+  if (real == nullptr) return -1;
+  int connection = real(fd, address, length);
+  if (connection >= 0 && calledFromLibupnp()) dmsstack::noteUpnpConnection(connection);
+  return connection;
+}
+
+extern "C" __attribute__((visibility("default"))) ssize_t recv(int fd, void* buffer, size_t length,
+                                                               int flags) {
+  RecvFunction real = realRecv();
+  if (real == nullptr) return -1;
+  ssize_t got = real(fd, buffer, length, flags);
+  if (got > 0 && (flags & MSG_PEEK) == 0)
+    dmsstack::noteUpnpRead(fd, static_cast<const char*>(buffer), static_cast<size_t>(got));
+  return got;
 }

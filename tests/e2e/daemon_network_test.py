@@ -257,6 +257,8 @@ class AccessPolicies(NetworkTest):
             time.sleep(0.5)
             waiting = [l for l in daemon.lines if "waits for access" in l]
             self.assertEqual(len(waiting), 1, daemon.lines)
+            # The device is named by the User-Agent of its SOAP request.
+            self.assertIn('device "curl/', waiting[0])
             daemon.say("allow")
             deadline = time.time() + 10
             while time.time() < deadline and not any("admitted" in l for l in daemon.lines):

@@ -31,6 +31,7 @@ dms_stack_unit_test(stack_ssdp_alive_test)
 dms_stack_unit_test(stack_network_test)
 dms_stack_unit_test(stack_handles_test)
 dms_stack_unit_test(stack_device_api_test)
+dms_stack_unit_test(stack_client_headers_test)
 
 # The exported functions called from C.
 add_executable(stack_exported_c_test ${DMS_STACK_TEST_DIR}/stack_exported_c_test.c)
