@@ -61,7 +61,11 @@ void noteUpnpConnection(int fd) {
 void noteUpnpRead(int fd, const char* data, std::size_t length) {
   if (!tracked(fd)) return;
   const unsigned long bit = 1UL << (fd % kBitsPerWord);
-  if ((gFresh[fd / kBitsPerWord].fetch_and(~bit) & bit) == 0) return;
+  std::atomic<unsigned long>& word = gFresh[fd / kBitsPerWord];
+  // Every recv() of the process comes here: a plain load keeps the common
+  // case (not a fresh libupnp connection) free of a locked instruction.
+  if ((word.load(std::memory_order_relaxed) & bit) == 0) return;
+  if ((word.fetch_and(~bit) & bit) == 0) return;
   ClientHeaderSink sink = gSink.load();
   std::string userAgent;
   std::string avClientInfo;
