@@ -55,9 +55,10 @@ def resident_kib(pid):
 class Daemon:
     """dmsd in the server namespace, with its output collected on a thread."""
 
-    def __init__(self, net, state, *extra):
+    def __init__(self, net, state, *extra, media=None):
         self.lines = []
-        self.proc = net.start_server([DMSD, "--media", MEDIA, "--interface", net.server_if,
+        self.proc = net.start_server([DMSD, "--media", media or MEDIA,
+                                      "--interface", net.server_if,
                                       "--state", state, "--name", "E2E-Cam",
                                       "--upnp-port", str(UPNP_PORT), *extra],
                                      stdin=subprocess.PIPE)
@@ -111,15 +112,18 @@ class NetworkTest(unittest.TestCase):
         cls.net.__exit__(None, None, None)
         shutil.rmtree(cls.state, ignore_errors=True)
 
-    def curl(self, *args, timeout=20):
-        return self.net.client(["curl", "-s", "-m", "15", *args], timeout=timeout)
+    # Class methods, so that class set-up can call them too.
+    @classmethod
+    def curl(cls, *args, timeout=20):
+        return cls.net.client(["curl", "-s", "-m", "15", *args], timeout=timeout)
 
-    def soap(self, action, args=(), service=CDS, control=CDS_CONTROL, interface=None):
+    @classmethod
+    def soap(cls, action, args=(), service=CDS, control=CDS_CONTROL, interface=None):
         extra = ["--interface", interface] if interface else []
-        r = self.curl(*extra, "-w", "\n%{http_code}", "-X", "POST",
+        r = cls.curl(*extra, "-w", "\n%{http_code}", "-X", "POST",
                       "-H", 'Content-Type: text/xml; charset="utf-8"',
                       "-H", 'SOAPACTION: "%s#%s"' % (service, action),
-                      "--data-binary", envelope(action, service, args), self.base + control)
+                      "--data-binary", envelope(action, service, args), cls.base + control)
         body, _, code = r.stdout.rpartition("\n")
         return int(code or 0), body
 
@@ -135,3 +139,100 @@ class NetworkTest(unittest.TestCase):
             if element.tag == name:
                 return element.text or ""
         raise AssertionError("no %s in %s" % (name, body))
+
+
+DIDL = "{urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/}"
+DC = "{http://purl.org/dc/elements/1.1/}"
+HTTP_PORT = 9000
+
+
+def xml_value(body, name):
+    for element in ET.fromstring(body).iter():
+        if element.tag == name:
+            return element.text or ""
+    raise AssertionError("no %s in %s" % (name, body[:500]))
+
+
+class LibraryTest(NetworkTest):
+    """A daemon serving a media folder (media_dir(), MEDIA by default) with its
+    streaming port on HTTP_PORT, started once for the class after its
+    start-up scan; a client that browses it."""
+
+    @classmethod
+    def media_dir(cls):
+        return MEDIA
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.state_dir = tempfile.mkdtemp(prefix="dms-lib-", dir=cls.state)
+        cls.daemon = Daemon(cls.net, cls.state_dir, "--port", str(HTTP_PORT),
+                            media=cls.media_dir())
+        cls.results = []
+        try:
+            cls._wait_for_scan()
+        except BaseException:
+            cls.daemon.stop()
+            super().tearDownClass()
+            raise
+
+    @classmethod
+    def tearDownClass(cls):
+        status = cls.daemon.stop()
+        super().tearDownClass()
+        if status != 0:
+            raise AssertionError("dmsd exited with %d" % status)
+
+    @classmethod
+    def _wait_for_scan(cls):
+        # The start-up scan raises SystemUpdateID once it has registered files.
+        deadline = time.time() + 180
+        while time.time() < deadline:
+            code, body = cls.soap("GetSystemUpdateID")
+            if code == 200 and xml_value(body, "Id") not in ("", "0"):
+                return
+            time.sleep(0.5)
+        raise AssertionError("the scan did not finish: %s" % cls.daemon.lines[-5:])
+
+    def browse(self, object_id, flag="BrowseDirectChildren", start=0, count=100, filt="*"):
+        code, body = self.soap("Browse", (("ObjectID", object_id), ("BrowseFlag", flag),
+                                          ("Filter", filt), ("StartingIndex", start),
+                                          ("RequestedCount", count), ("SortCriteria", "")))
+        if code != 200:
+            return code, body, None
+        out = {name: xml_value(body, name)
+               for name in ("Result", "NumberReturned", "TotalMatches", "UpdateID")}
+        self.results.append(out["Result"])
+        return code, body, out
+
+    @staticmethod
+    def objects(result):
+        root = ET.fromstring(result)
+        return [e for e in root if e.tag in (DIDL + "container", DIDL + "item")]
+
+    def walk(self, page=100):
+        """Breadth-first walk from the root: ({object id: element}, {object
+        id: times seen})."""
+        seen, counts, queue = {}, {}, ["0"]
+        while queue:
+            container = queue.pop(0)
+            start = 0
+            while True:
+                code, body, out = self.browse(container, start=start, count=page)
+                self.assertEqual(code, 200, body)
+                found = self.objects(out["Result"])
+                self.assertEqual(int(out["NumberReturned"]), len(found), out)
+                for element in found:
+                    oid = element.get("id")
+                    counts[oid] = counts.get(oid, 0) + 1
+                    seen[oid] = element
+                    self.assertEqual(element.get("parentID"), container)
+                    if element.tag == DIDL + "container":
+                        queue.append(oid)
+                start += len(found)
+                if page == 0 or not found or start >= int(out["TotalMatches"]):
+                    break
+        return seen, counts
+
+    def database(self):
+        return os.path.join(self.state_dir, "media.db")
