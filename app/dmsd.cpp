@@ -11,8 +11,11 @@
 #include <string>
 
 #include "access_console.h"
+#include "dms_camera.h"
+#include "dms_media_registration.h"
 #include "dms_platform.h"
 #include "dms_server.h"
+#include "media_watch.h"
 #include "nuv_config.h"
 #include "nuv_dms.h"
 #include "nuv_log.h"
@@ -51,6 +54,12 @@ void configureStack(const DaemonOptions& o, const StatePaths& paths) {
   NUVSetConfiguration("MEDIA-DB-FILEPATH", paths.database.c_str());
   NUVSetConfiguration("MEDIA-TV-DB-FILEPATH", paths.database.c_str());
   NUVSetConfiguration("SUBSTITUTE-PICTURE-DIR", DMS_PICTURES_DIR);
+  NUVSetConfiguration("THUMBNAIL-CACHE-DIR", paths.thumbnails.c_str());
+  // Certification mode picks the scan (off: the DCF layout) and turns off the
+  // listing caches, which are filled once at start: with every file of the
+  // folder served and registered while running, listings must come from the
+  // database.
+  NUVSetDlnaCertificationState(o.dcf ? 0 : 1);
   NUVSetModelName(o.name.empty() ? "dmsd" : o.name.c_str());
   if (o.interfaceName.empty()) {
     NUVDMSSetBindAddress(o.address.c_str());
@@ -64,6 +73,12 @@ int waitForStopSignal(const sigset_t& signals, int connectionID, const DaemonOpt
   for (;;) {
     int received = 0;
     if (sigwait(&signals, &received) != 0) continue;
+    if (received == SIGUSR1) {
+      printf("dmsd: SIGUSR1: rescanning the media folder\n");
+      fflush(stdout);
+      RequestMediaRescan();
+      continue;
+    }
     if (received != SIGHUP) return received;
     if (options.configFile.empty()) {
       printf("dmsd: SIGHUP: no config file to re-read\n");
@@ -113,10 +128,24 @@ int main(int argc, char** argv) {
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGHUP);
+  sigaddset(&signals, SIGUSR1);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
   const StatePaths paths = statePaths(options);
   configureStack(options, paths);
+  // The camera layout's listings are read into memory when the server
+  // starts, so that scan comes first; otherwise the server starts at once and
+  // the scan runs beside it.
+  if (DMSPrepareMediaDatabase(paths.database.c_str()) != 0) {
+    fprintf(stderr, "dmsd: cannot create the database %s (run with -v for details)\n",
+            paths.database.c_str());
+    return kExitStartup;
+  }
+  if (options.dcf && !ScanBeforeStart(options.media, paths.database, true)) {
+    fprintf(stderr, "dmsd: cannot scan %s into %s (run with -v for details)\n",
+            options.media.c_str(), paths.database.c_str());
+    return kExitStartup;
+  }
   DMSAppInitInfo info{paths.database.c_str(), paths.thumbnails.c_str(), paths.uploads.c_str(),
                       paths.descriptions.c_str(), options.port};
   int connectionID = -1;
@@ -137,6 +166,7 @@ int main(int argc, char** argv) {
     return kExitStartup;
   }
   StartAccessConsole();
+  DMSSetThumbnailRenderers(ASLWifi_getMovieThumbBuffer, ASLWifi_getJpegThumbBuffer);
 
   char* description = NUVDMSGetDescriptionURLMA(connectionID);
   printf("dmsd: serving %s as \"[Camera]%s\"; access: %s\n", options.media.c_str(),
@@ -147,10 +177,18 @@ int main(int argc, char** argv) {
   printf("dmsd: running; stop with Ctrl-C or SIGTERM\n");
   fflush(stdout);
   DMSAppMemFree(description);
+  MediaWatchOptions watch;
+  watch.folder = options.media;
+  watch.connectionID = connectionID;
+  watch.dcf = options.dcf;
+  watch.watch = options.watch;
+  watch.initialScan = !options.dcf;
+  if (!StartMediaWatch(watch)) printf("dmsd: cannot start the media scan thread\n");
 
   int signal = waitForStopSignal(signals, connectionID, options);
   printf("dmsd: %s received, stopping\n", signal == SIGINT ? "SIGINT" : "SIGTERM");
   fflush(stdout);
+  StopMediaWatch();
   StopAccessConsole();
   DMSAppStop();
   DMSAppStopTimerThread();

@@ -48,9 +48,21 @@ const char kUsage[] =
     "  -c, --config FILE     read options from FILE: one \"key = value\" per\n"
     "                        line with the long option names as keys (media,\n"
     "                        address, interface, port, upnp-port, state, name,\n"
-    "                        access, allow, verbose); '#' starts a comment.\n"
+    "                        access, allow, verbose; dcf and watch take yes or\n"
+    "                        no); '#' starts a comment.\n"
     "                        Command-line options win. SIGHUP re-reads the\n"
     "                        access and allow keys.\n"
+    "      --dcf             scan only the camera layout DCIM/NNNXXXXX/XXXXNNNN.EXT\n"
+    "                        (three-digit folder number and five characters;\n"
+    "                        four characters and a four-digit file number), as a\n"
+    "                        camera does. The scan then runs before the server\n"
+    "                        starts, and photo and video listings are served\n"
+    "                        from memory filled at start: files that appear\n"
+    "                        later are registered but listed after a restart.\n"
+    "                        Without it every photo, song and movie below DIR is\n"
+    "                        served, the server starts at once with the scan\n"
+    "                        beside it, and listings come from the database.\n"
+    "      --no-watch        do not watch DIR for changes; rescan with SIGUSR1\n"
     "  -v, --verbose         log information; twice also logs SOAP bodies\n"
     "  -h, --help            show this help and exit\n"
     "      --version         show the version and exit\n"
@@ -59,8 +71,19 @@ const char kUsage[] =
     "3 all but refused devices, 4 ask (unknown devices are refused and reported\n"
     "once for a decision). A refused control request gets UPnP error 606.\n"
     "\n"
+    "Media: at start dmsd scans DIR into the database in its state directory,\n"
+    "printing progress (files done, files per second) at most once a second and\n"
+    "a summary. Photos (JPEG with their EXIF thumbnails and MPF screennails),\n"
+    "music (MP3, AAC, M4A, FLAC, Ogg, WAV) and movies (MP4, MOV, 3GP, AVI, MKV,\n"
+    "MPEG) are registered; a rescan touches only new, changed (size or time) and\n"
+    "deleted files. While it runs it watches DIR and its subfolders (inotify): a\n"
+    "file is registered once its writer closes it or it is moved in, and removed\n"
+    "when deleted or moved out; each change is announced to players. Files that\n"
+    "cannot be read are skipped with one log line. Thumbnails of movies and of\n"
+    "photos without one are rendered once and kept in STATE/thumbnails.\n"
+    "\n"
     "Signals: SIGINT and SIGTERM stop the server cleanly; SIGHUP re-reads the\n"
-    "access settings of the config file.\n"
+    "access settings of the config file; SIGUSR1 rescans the media folder.\n"
     "Exit status: 0 after a clean stop, 1 on a start-up error, 2 on a usage error.\n";
 
 std::string trim(const std::string& s) {
@@ -117,6 +140,9 @@ std::string apply(const std::string& key, const std::string& value, const std::s
     o->stateDir = value;
   } else if (key == "name") {
     o->name = value;
+  } else if (key == "dcf" || key == "watch") {
+    if (value != "yes" && value != "no") return where + ": " + key + " must be yes or no";
+    (key == "dcf" ? o->dcf : o->watch) = value == "yes";
   } else if (key == "verbose") {
     if (value != "0" && value != "1" && value != "2") return where + ": verbose must be 0, 1 or 2";
     o->verbosity = value[0] - '0';
@@ -162,6 +188,7 @@ const Flag kFlags[] = {{"-m", "--media", "media"},         {"-a", "--address", "
                        {"-u", "--upnp-port", "upnp-port"}, {"-A", "--access", "access"},
                        {"-l", "--allow", "allow"},         {"-c", "--config", "config"},
                        {"-v", "--verbose", nullptr},       {"-h", "--help", nullptr},
+                       {nullptr, "--dcf", nullptr},        {nullptr, "--no-watch", nullptr},
                        {nullptr, "--version", nullptr}};
 
 std::string defaultStateDir() {
@@ -232,6 +259,8 @@ std::string ParseDaemonOptions(int argc, char** argv, DaemonOptions* out) {
       if (arg == "-v" || arg == "--verbose") ++verbose;
       if (arg == "-h" || arg == "--help") out->help = true;
       if (arg == "--version") out->version = true;
+      if (arg == "--dcf") out->dcf = true;
+      if (arg == "--no-watch") out->watch = false;
       continue;
     }
     std::string value;

@@ -17,6 +17,8 @@ struct DaemonOptions {
   std::string name;                // model name announced as "[Camera]NAME"
   std::string configFile;
   int verbosity = 0;  // 0 errors, 1 +information, 2 +SOAP dumps
+  bool dcf = false;   // scan only the camera's DCIM layout (else every media file)
+  bool watch = true;  // register files that appear, change or go while running
   bool help = false;
   bool version = false;
 };

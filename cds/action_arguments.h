@@ -27,24 +27,10 @@
 #include "dms_list.h"
 #include "dms_string.h"
 
+class BrowseSearchArgument;
 class DMSAppActionInfo;
 
 namespace dms_cds {
-
-// The decoded arguments of one Browse, the fields the browse engine takes.
-struct BrowseRequest {
-  // The object asked for: a container ID, or an item's content ID.
-  std::unique_ptr<DMSAppString> containerID;
-  // An item's container ID; for a container "-1" (root "0") or "0".
-  std::unique_ptr<DMSAppString> parentContainerID;
-  // The BrowseFlag as given (checked only for being non-empty).
-  std::unique_ptr<DMSAppString> queryString;
-  std::unique_ptr<DMSAppString> filter;  // "" became "*"
-  std::unique_ptr<DMSAppString> sortCriteria;
-  std::unique_ptr<DMSAppString> baseURL;  // "http://LOCAL-ADDRESS:PORT"
-  int startIndex = 0;
-  int requestedCount = 0;  // 0 means all; never above kMaxBrowseRequestedCount
-};
 
 struct CreateObjectRequest {
   std::unique_ptr<DMSAppString> containerID;  // the part after the first "$"
@@ -57,11 +43,16 @@ struct ResourceRequest {
   std::unique_ptr<DMSAppString> destinationURI;
 };
 
-// Reads the state variable "SortCapabilities" of `serviceType` for the
-// SortCriteria check, and the local address facing the control point and the
-// streaming port for the base URL. Codes: 402, 603, 701, 709, 1.
+// Fills `out` from the Browse arguments: container and parent IDs ("P$C":
+// parent P, object C; otherwise the parent of "0" is "-1", of any other "0"),
+// BrowseFlag, Filter ("" becomes "*"), StartingIndex, RequestedCount (0 means
+// all, cut to kMaxBrowseRequestedCount), SortCriteria, and the base URL
+// "http://LOCAL-ADDRESS:PORT". Reads the state variable "SortCapabilities" of
+// `serviceType` for the SortCriteria check, and the local address facing the
+// control point and the streaming port for the base URL. Codes: 402, 603,
+// 701, 709, 1.
 int decodeBrowseArguments(DMSAppActionInfo* record, const DMSAppString* serviceType,
-                          BrowseRequest* out);
+                          BrowseSearchArgument* out);
 // Codes: 402, 1 (no memory).
 int decodeCreateObjectArguments(DMSAppActionInfo* record, CreateObjectRequest* out);
 int decodeImportResourceArguments(DMSAppActionInfo* record, ResourceRequest* out);

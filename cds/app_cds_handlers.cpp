@@ -1,19 +1,22 @@
 // UPnPAppCDS: the per-action handlers. Each checks its arguments, then starts
 // the object that serves the action, or answers at once.
 //
-// The browse, object and resource engines are not part of the library yet: a
-// request that passes every check is answered with result 1 (fault 501)
-// through the single exit, at the point where the engine will be started.
+// The object and resource engines are not part of the library yet: a request
+// that passes every check is answered with result 1 (fault 501) through the
+// single exit, at the point where the engine will be started.
 #include <memory>
 #include <new>
 
 #include "action_arguments.h"
 #include "action_info.h"
 #include "app_cds.h"
+#include "browse_search_argument.h"
+#include "cds_impl_manager.h"
 #include "dms_content_engine.h"
 #include "dms_conversions.h"
 #include "dms_list.h"
 #include "nuv_log.h"
+#include "upnp_cds_browse.h"
 
 int UPnPAppCDS::endWithoutObject(int code, DMSAppActionInfo* actionInfo) {
   NotifyCommandResponse(code, actionInfo, nullptr, 0);
@@ -22,15 +25,22 @@ int UPnPAppCDS::endWithoutObject(int code, DMSAppActionInfo* actionInfo) {
 }
 
 int UPnPAppCDS::__Browse(DMSAppActionInfo* actionInfo) {
-  std::unique_ptr<dms_cds::BrowseRequest> request(new (std::nothrow) dms_cds::BrowseRequest());
-  if (request == nullptr) {
+  std::unique_ptr<BrowseSearchArgument> argument(new (std::nothrow) BrowseSearchArgument());
+  if (argument == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS::__Browse] Memory Allocation Fail!!! __Browse");
     return endWithoutObject(1, actionInfo);
   }
-  const int code = dms_cds::decodeBrowseArguments(actionInfo, &serviceType_, request.get());
+  const int code = dms_cds::decodeBrowseArguments(actionInfo, &serviceType_, argument.get());
   if (code != 0) return endWithoutObject(code, actionInfo);
-  // UPnPCDSBrowse::GetItems(request, actionInfo) starts here.
-  return endWithoutObject(1, actionInfo);
+  // Registered before it starts: the engine may answer before GetItems returns.
+  auto* browse = new (std::nothrow) UPnPCDSBrowse(actionInfo, this);
+  if (browse == nullptr) return endWithoutObject(1, actionInfo);
+  if (browse->SetID(UPnPCDSImplManager::GetInstance()->Add(browse))->GetID() == 0) {
+    NotifyCommandResponse(1, actionInfo, nullptr, 0);
+    delete browse;  // takes the record with it
+    return 1;
+  }
+  return browse->GetItems(argument.release(), actionInfo, nullptr);
 }
 
 int UPnPAppCDS::__CreateObject(DMSAppActionInfo* actionInfo) {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "action_arguments.h"
+#include "browse_search_argument.h"
 #include "cds_limits.h"
 #include "dms_conversions.h"
 #include "dms_mem_ptr.h"
@@ -24,43 +25,42 @@ int refuse(int code) {
 
 // "P$C": parent P, object C. Otherwise the whole value names a container,
 // whose parent is "-1" for the root "0" and "0" for any other.
-int decodeObjectID(const DMSAppString& value, BrowseRequest* out) {
+int decodeObjectID(const DMSAppString& value, BrowseSearchArgument* out) {
   const char* text = textOf(&value);
   const unsigned int length = static_cast<unsigned int>(strlen(text));
   if (const char* dollar = strchr(text, '$')) {
     const unsigned int position = static_cast<unsigned int>(dollar - text);
-    out->parentContainerID = copyBytes(value, 0, position);
-    out->containerID = copyBytes(value, position + 1, length - position - 1);
+    out->SetParentContainerID(copyBytes(value, 0, position).release());
+    out->SetContainerID(copyBytes(value, position + 1, length - position - 1).release());
   } else {
-    out->containerID.reset(copyString(&value));
-    out->parentContainerID.reset(new (std::nothrow)
-                                     DMSAppString(strcmp(text, "0") == 0 ? "-1" : "0"));
+    out->SetContainerID(copyString(&value));
+    out->SetParentContainerID(new (std::nothrow) DMSAppString(strcmp(text, "0") == 0 ? "-1" : "0"));
   }
-  return out->containerID != nullptr && out->parentContainerID != nullptr ? 0 : 1;
+  return out->GetContainerID() != nullptr && out->GetParentContainerID() != nullptr ? 0 : 1;
 }
 
-int decodeStartingIndex(const DMSAppString& value, BrowseRequest* out) {
+int decodeStartingIndex(const DMSAppString& value, BrowseSearchArgument* out) {
   // Text that is no number reads as 0 and is accepted.
   const int start = value.ConvertStringToInt();
   if (start < 0) return refuse(402);
-  out->startIndex = start;
+  out->SetStartIndex(start);
   return 0;
 }
 
-int decodeRequestedCount(const DMSAppString& value, BrowseRequest* out) {
+int decodeRequestedCount(const DMSAppString& value, BrowseSearchArgument* out) {
   int64_t count = value.ConvertStringToInt64();
   // The conversion reads non-numbers as 0, so a 0 must have been written "0".
   if (count == 0 && value.Compare("0") != 0) return refuse(402);
   if (count < 0 || count > kMaxRequestedCountValue) return refuse(402);
   if (count > kMaxBrowseRequestedCount) count = kMaxBrowseRequestedCount;
-  out->requestedCount = static_cast<int>(count);
+  out->SetRequestedCount(static_cast<int>(count));
   return 0;
 }
 
 // Accepted when the whole text occurs in the SortCapabilities state variable
 // (so "" always passes); it is kept, not applied.
 int decodeSortCriteria(const DMSAppString& value, const DMSAppString* serviceType,
-                       BrowseRequest* out) {
+                       BrowseSearchArgument* out) {
   std::unique_ptr<DMSAppString> capabilities(
       DMSAppGetStateVariableValue(textOf(serviceType), "SortCapabilities"));
   if (capabilities == nullptr) {
@@ -71,22 +71,22 @@ int decodeSortCriteria(const DMSAppString& value, const DMSAppString* serviceTyp
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS::__Browse] Unsupported SortCriteria!!!");
     return 709;
   }
-  out->sortCriteria.reset(copyString(&value));
-  return out->sortCriteria != nullptr ? 0 : 1;
+  out->SetSortCriteria(copyString(&value));
+  return out->GetSortCriteria() != nullptr ? 0 : 1;
 }
 
 int decodeArgument(const DMSAppString& name, DMSAppString& value, const DMSAppString* serviceType,
-                   BrowseRequest* out) {
+                   BrowseSearchArgument* out) {
   if (name.CompareI("ObjectID") == 0) return decodeObjectID(value, out);
   if (name.CompareI("BrowseFlag") == 0) {
     if (textOf(&value)[0] == '\0') return refuse(402);
-    out->queryString.reset(copyString(&value));
-    return out->queryString != nullptr ? 0 : 1;
+    out->SetQueryString(copyString(&value));
+    return out->GetQueryString() != nullptr ? 0 : 1;
   }
   if (name.CompareI("Filter") == 0) {
-    out->filter.reset(textOf(&value)[0] == '\0' ? new (std::nothrow) DMSAppString("*")
-                                                : copyString(&value));
-    return out->filter != nullptr ? 0 : 1;
+    out->SetFilter(textOf(&value)[0] == '\0' ? new (std::nothrow) DMSAppString("*")
+                                             : copyString(&value));
+    return out->GetFilter() != nullptr ? 0 : 1;
   }
   if (name.CompareI("StartingIndex") == 0) return decodeStartingIndex(value, out);
   if (name.CompareI("RequestedCount") == 0) return decodeRequestedCount(value, out);
@@ -114,7 +114,7 @@ void logIfOtherNetwork(const char* local, const char* request) {
 }
 
 // "http://LOCAL:PORT" with the local address that faces the control point.
-int buildBaseURL(const DMSAppActionInfo* record, BrowseRequest* out) {
+int buildBaseURL(const DMSAppActionInfo* record, BrowseSearchArgument* out) {
   DMSAppMemText requestIP(
       DMSAppConversions::DMSAppConvertDMSAppStringToANSIMA(record->ReadIPAddress()));
   if (requestIP == nullptr) {
@@ -139,18 +139,18 @@ int buildBaseURL(const DMSAppActionInfo* record, BrowseRequest* out) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS::__Browse] Memory allocation fail for tmpURLBase!!!");
     return 1;
   }
-  out->baseURL = std::move(url);
+  out->SetBaseURL(url.release());
   return 0;
 }
 
-int finalChecks(const BrowseRequest& request) {
-  if (request.containerID == nullptr) {
+int finalChecks(const BrowseSearchArgument& request) {
+  if (request.GetContainerID() == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS::__Browse] No such Object!!!");
     return 701;
   }
-  if (request.filter == nullptr) return refuse(402);
-  if (request.queryString != nullptr && request.queryString->Compare("BrowseMetadata") == 0 &&
-      request.startIndex != 0) {
+  if (request.GetFilter() == nullptr) return refuse(402);
+  if (request.GetQueryString() != nullptr &&
+      request.GetQueryString()->Compare("BrowseMetadata") == 0 && request.GetStartIndex() != 0) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS::__Browse] Invalid starting index!!!");
     return 402;
   }
@@ -160,7 +160,7 @@ int finalChecks(const BrowseRequest& request) {
 }  // namespace
 
 int decodeBrowseArguments(DMSAppActionInfo* record, const DMSAppString* serviceType,
-                          BrowseRequest* out) {
+                          BrowseSearchArgument* out) {
   if (argumentCount(record) < kBrowseMinArguments) return refuseArgumentCount("__Browse");
   int code = forEachArgument(record, [&](const DMSAppString& name, DMSAppString& value) {
     return decodeArgument(name, value, serviceType, out);

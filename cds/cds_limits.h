@@ -11,6 +11,10 @@ namespace dms_cds {
 // cut to it, not refused.
 constexpr int64_t kMaxBrowseRequestedCount = 100;
 
+// Browse asks the content engine for at most this many records at a time, so
+// that no answer of the engine holds more.
+constexpr int kBrowseContentBatchSize = 100;
+
 // The largest RequestedCount a control point may send (ui4); anything above it
 // is refused with 402.
 constexpr int64_t kMaxRequestedCountValue = 4294967295LL;

@@ -8,6 +8,7 @@
 
 #include "content_limits.h"
 #include "db_row_reader.h"
+#include "dms_media_registration.h"
 #include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_string.h"
@@ -30,6 +31,8 @@ constexpr const char* kScreennailWord = "/nuvscreen";
 constexpr const char* kThumbnailWord = "/nuvthumb";
 
 std::atomic<MultiMediaDbConnector::MovieThumbnailSource> gMovieThumbnailSource{nullptr};
+// Renders a thumbnail of a photo that carries none (the camera platform).
+std::atomic<DMSThumbnailRenderer> gPhotoThumbnailSource{nullptr};
 
 struct FileCloser {
   void operator()(FILE* f) const { DMSAppCloseFile(f); }
@@ -52,6 +55,11 @@ std::string standInPicturePath(const char* name) {
 
 void MultiMediaDbConnector::SetMovieThumbnailSource(MovieThumbnailSource source) {
   gMovieThumbnailSource.store(source);
+}
+
+extern "C" void DMSSetThumbnailRenderers(DMSThumbnailRenderer movie, DMSThumbnailRenderer photo) {
+  MultiMediaDbConnector::SetMovieThumbnailSource(movie);
+  gPhotoThumbnailSource.store(photo);
 }
 
 bool MultiMediaDbConnector::GetThumbnailInfoFromURI(DMSAppString* uri, DMSAppString** path,
@@ -149,8 +157,27 @@ bool MultiMediaDbConnector::thumbnailFromRow(const SqliteTable& row, bool video,
     return true;
   }
 
-  // No embedded picture: the "not supported" stand-in, served from memory
-  // like a movie thumbnail.
+  // No embedded picture: one rendered from the photo, served from memory
+  // like a movie thumbnail, else the "not supported" stand-in.
+  DMSThumbnailRenderer photoSource = gPhotoThumbnailSource.load();
+  if (photoSource != nullptr && fullPath != nullptr) {
+    char* rendered = nullptr;
+    unsigned int renderedSize = 0;
+    if (photoSource(fullPath, &rendered, &renderedSize) == 0 && rendered != nullptr &&
+        renderedSize > 0 && renderedSize <= static_cast<unsigned int>(INT32_MAX)) {
+      DMSAppString* photoPath = text_util::newText(fullPath);
+      if (photoPath != nullptr) {
+        *path = photoPath;
+        *offset = 0;
+        length = static_cast<int>(renderedSize);
+        *videoThumbnail = 1;
+        *substitutePicture = 0;
+        buffer = rendered;
+        return true;
+      }
+    }
+    DMSAppMemFree(rendered);
+  }
   std::string stand = standInPicturePath(kNoSupportPicture);
   char* picture = nullptr;
   unsigned int pictureSize = 0;

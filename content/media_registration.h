@@ -1,10 +1,8 @@
 // The registration layer over the media scanner: the exported NUVUtil...
 // entry points that put files into the database and announce changes to
-// clients through the ContentDirectory state variables. Only the
-// announcement of temporary contents lives here so far; the scanner entry
-// points (NUVUtilStartFileScanner, NUVUtilAddFileToDb,
-// NUVUtilUpdateFileInfoInDb, NUVUtilGetFileMetaData) join it with the
-// scanner and share announceContentChange.
+// clients through the ContentDirectory state variables. The exported scanner
+// entry points are declared in include/dms_media_registration.h; they share
+// the announcements below.
 //
 // Thread safety: every function may be called from any thread.
 #ifndef DMS_CONTENT_MEDIA_REGISTRATION_H
@@ -19,6 +17,10 @@ class DMSAppString;
 // one higher. When SystemUpdateID cannot be read it is left alone (logged)
 // rather than restarted.
 void announceContentChange(int stackHandle, int containerID);
+// Its two steps: ContainerUpdateIDs "<containerID>,<counter>" alone (what a
+// full scan announces for the root), and the SystemUpdateID increment.
+void announceContainerUpdate(int stackHandle, int containerID);
+void announceSystemUpdate(int stackHandle);
 
 // Announces a created object that waits for its upload. `parentID` is the
 // container the client named; the announcement carries `containerID` (the

@@ -17,11 +17,13 @@ std::atomic<int> gContainerUpdateCounter{kFirstContainerUpdate};
 
 }  // namespace
 
-void announceContentChange(int stackHandle, int containerID) {
+void announceContainerUpdate(int stackHandle, int containerID) {
   char value[32];
   snprintf(value, sizeof value, "%d,%d", containerID, gContainerUpdateCounter.fetch_add(1));
   NUVDMSUpdateStateVariableValue(stackHandle, kContentDirectory, "ContainerUpdateIDs", value);
+}
 
+void announceSystemUpdate(int stackHandle) {
   char* current = nullptr;
   if (NUVDMSGetStateVariableValue(stackHandle, kContentDirectory, "SystemUpdateID", &current) !=
           0 ||
@@ -34,8 +36,14 @@ void announceContentChange(int stackHandle, int containerID) {
   DMSAppMemFree(current);
   if (systemUpdateID < 0) systemUpdateID = 0;
   if (systemUpdateID >= INT_MAX) systemUpdateID = INT_MAX - 1;  // stays a valid ui4 and int
+  char value[32];
   snprintf(value, sizeof value, "%d", static_cast<int>(systemUpdateID) + 1);
   NUVDMSUpdateStateVariableValue(stackHandle, kContentDirectory, "SystemUpdateID", value);
+}
+
+void announceContentChange(int stackHandle, int containerID) {
+  announceContainerUpdate(stackHandle, containerID);
+  announceSystemUpdate(stackHandle);
 }
 
 int NUVUtilUpdateTempFileInfo(int stackHandle, int containerID, DMSAppString* /*parentID*/) {

@@ -3,20 +3,24 @@
 // The ContentDirectory service's steps (dispatcher, registry, SOAP generator,
 // action callback) and the content engine's are in place. The steps marked
 // "waits for" only report themselves until their layer is wired in: creation
-// and destruction do nothing, the HTTP server "starts" (0), and a transfer
-// cannot be stopped (0). Each later layer fills exactly its own functions and
-// keeps the note() call.
+// and destruction do nothing. Each later layer fills exactly its own
+// functions and keeps the note() call.
 #include "lifecycle_steps.h"
 
 #include <atomic>
 
 #include "app_cds.h"
+#include "cds_helper.h"
 #include "cds_impl_manager.h"
+#include "contents_enumerator_argument.h"
 #include "dms_content_engine.h"
 #include "dms_platform.h"
+#include "dms_string.h"
 #include "multimedia_db_connector.h"
 #include "server_state.h"
+#include "server_to_handle_file_transfer.h"
 #include "soap_generator.h"
+#include "upnp_cds_utils.h"
 
 namespace dms_server {
 namespace {
@@ -37,10 +41,17 @@ void initializePlatformServices() {
   DMSAppHelperInitialize();
 }
 
-// Waits for CDSHelper (cds/, the name and profile tables).
-void createCdsHelper() { note("CDSHelper::GetInstance"); }
-// Waits for UPnPCDSUtils (cds/, the DIDL-Lite writer).
-void initializeCdsUtils() { note("UPnPCDSUtils::Initialize"); }
+void createCdsHelper() {
+  note("CDSHelper::GetInstance");
+  CDSHelper::GetInstance();
+  // Records made from now on carry the table.
+  ContentsEnumeratorArgument::SetProfileTableSource(&CDSHelper::GetInstance);
+}
+
+void initializeCdsUtils() {
+  note("UPnPCDSUtils::Initialize");
+  UPnPCDSUtils::Initialize();
+}
 void initializeContentEngine() {
   note("NUVCEInitializeWrapper");
   NUVCEInitializeWrapper();
@@ -61,14 +72,25 @@ void createCdsService() {
   UPnPAppCDS::GetInstance();
 }
 
-// Waits for the transfer server (transfer/).
-int startHttpServer(int /*connectionId*/, const char* address, int /*port*/) {
+int startHttpServer(int connectionId, const char* address, int port) {
   note("ServerToHandleFileTransfer::StartHTTPServer", address == nullptr ? "" : address);
-  return 0;
+  ServerToHandleFileTransfer* server = ServerToHandleFileTransfer::GetInstance();
+  if (server == nullptr) return 1;
+  DMSAppString where(address);
+  return server->StartHTTPServer(static_cast<unsigned int>(connectionId),
+                                 address != nullptr ? &where : nullptr, port);
 }
 
-// Waits for the transfer server (transfer/).
-void destroyTransferServer() { note("ServerToHandleFileTransfer::DestroyInstance"); }
+// The profiles stop before the handlers go: stopping waits for the
+// connection threads, so no handler is deleted while one of them runs it.
+void destroyTransferServer() {
+  note("ServerToHandleFileTransfer::DestroyInstance");
+  if (!ServerToHandleFileTransfer::HasInstance()) return;
+  ServerToHandleFileTransfer* server = ServerToHandleFileTransfer::GetInstance();
+  server->StopHTTPServer(nullptr);
+  server->RemoveAllInstanceFromList();
+  ServerToHandleFileTransfer::DestroyInstance();
+}
 
 void destroyImplManager() {
   note("UPnPCDSImplManager::DestroyInstance");
@@ -94,10 +116,16 @@ void destroyDbConnector() {
   note("MultiMediaDbConnector::DestroyInstance");
   MultiMediaDbConnector::DestroyInstance();
 }
-// Waits for UPnPCDSUtils.
-void terminateCdsUtils() { note("UPnPCDSUtils::Terminate"); }
-// Waits for CDSHelper.
-void destroyCdsHelper() { note("CDSHelper::DestroyInstance"); }
+void terminateCdsUtils() {
+  note("UPnPCDSUtils::Terminate");
+  UPnPCDSUtils::Terminate();
+}
+
+void destroyCdsHelper() {
+  note("CDSHelper::DestroyInstance");
+  ContentsEnumeratorArgument::SetProfileTableSource(nullptr);
+  CDSHelper::DestroyInstance();
+}
 
 void terminatePlatformServices() {
   note("DMSAppHelperTerminate");
@@ -105,9 +133,11 @@ void terminatePlatformServices() {
   releaseStoredPaths();
 }
 
-// Waits for the transfer server.
 void stopHttpServer(const char* address) {
   note("ServerToHandleFileTransfer::StopHTTPServer", address);
+  if (!ServerToHandleFileTransfer::HasInstance()) return;
+  DMSAppString where(address);
+  ServerToHandleFileTransfer::GetInstance()->StopHTTPServer(address != nullptr ? &where : nullptr);
 }
 
 void setContentEngineDefaultContainer(int mask) {
@@ -122,15 +152,15 @@ DMSAppString* findItemId(int kind, const char* filePath) {
                                                            filePath);
 }
 
-// Waits for the transfer server.
-void setHttpConnectionCallback(DMSHttpConnectionRequestCallback /*callback*/) {
+void setHttpConnectionCallback(DMSHttpConnectionRequestCallback callback) {
   note("ServerToHandleFileTransfer::SetConnectionCallback");
+  ServerToHandleFileTransfer::SetConnectionCallback(callback);
 }
 
-// Waits for the transfer server: nothing can be stopped yet.
-int stopHttpTransfer(int /*profile*/, int /*connection*/) {
+int stopHttpTransfer(int profile, int connection) {
   note("ServerToHandleFileTransfer::NUVHTTPStopCurrentTransfer");
-  return 0;
+  if (!ServerToHandleFileTransfer::HasInstance()) return 0;
+  return ServerToHandleFileTransfer::GetInstance()->NUVHTTPStopCurrentTransfer(profile, connection);
 }
 
 NUVDMSActionCallback actionHandler() { return &DMSAppCDSActionCallback; }

@@ -33,6 +33,60 @@ DmsRVFHook DmsGetRVFHook(void);
 /* Installs a hook; NULL restores the default. */
 void DmsSetRVFHook(DmsRVFHook hook);
 
+/* ---- JPEG and movie information ----------------------------------------
+ * The one JPEG/EXIF/Multi-Picture-Format reader of the system: the scanner
+ * registers photos with it and the server serves thumbnails through it.
+ * Offsets are absolute byte offsets from the start of the file. Functions
+ * return 0 on success and non-zero when the file cannot be read or is not a
+ * JPEG (outputs are then zero-filled). */
+typedef struct ASLWifiJpegMainInfo {
+  int width; /* of the primary image (SOF), 0 when unknown */
+  int height;
+  int baseline;    /* 1 for a sequential Huffman (SOF0/SOF1) primary image */
+  int orientation; /* EXIF orientation, 0 when absent */
+  /* EXIF DateTimeOriginal (else DateTime) as "YYYY-MM-DDTHH:MM:SS"; "" when
+   * absent or malformed. */
+  char date[20];
+  char title[256];       /* EXIF XPTitle in UTF-8, "" when absent */
+  char description[512]; /* EXIF ImageDescription, blanks trimmed */
+} ASLWifiJpegMainInfo;
+
+/* An embedded picture: present is 0 when there is none (then the other
+ * fields are 0). width/height come from the picture's own SOF. */
+typedef struct ASLWifiJpegPicture {
+  int present;
+  long long offset;
+  long long length;
+  int width;
+  int height;
+} ASLWifiJpegPicture;
+
+/* Reads the file once and fills whichever outputs are not NULL. */
+int ASLWifi_getJpegInfo(const char* path, ASLWifiJpegMainInfo* mainInfo,
+                        ASLWifiJpegPicture* screennail, ASLWifiJpegPicture* thumbnail);
+int ASLWifi_getJpegMainInfo(const char* path, ASLWifiJpegMainInfo* info);
+/* The largest "Large Thumbnail" image of the MPF APP2 segment. */
+int ASLWifi_getJpegScreennailInfo(const char* path, ASLWifiJpegPicture* screennail);
+/* The EXIF (IFD1) JPEG thumbnail; a missing, empty, non-JPEG or
+ * out-of-file thumbnail is reported as not present. */
+int ASLWifi_getJpegThumbnaillInfo(const char* path, ASLWifiJpegPicture* thumbnail);
+
+/* Largest side of the pictures rendered below. */
+#define ASLWIFI_THUMB_MAX_SIDE 160
+/* A JPEG picture of a representative frame of the movie at `path`, at most
+ * 160x160 keeping the aspect ratio, in a new malloc'd buffer (*buffer,
+ * *size; release with free or DMSAppMemFree). Rendered pictures are cached
+ * in the folder of the configuration key "THUMBNAIL-CACHE-DIR" (when set),
+ * keyed by path, size and modification time, so a second request decodes
+ * nothing. 0 on success. */
+int ASLWifi_getMovieThumbBuffer(const char* path, char** buffer, unsigned int* size);
+/* The same for a JPEG photo without an embedded thumbnail: the photo decoded
+ * at a reduced scale and re-encoded. */
+int ASLWifi_getJpegThumbBuffer(const char* path, char** buffer, unsigned int* size);
+/* The width and height a rendered thumbnail of a width x height picture
+ * gets (the longer side 160, never enlarged, at least 1). */
+void ASLWifi_thumbSize(int width, int height, int* thumbWidth, int* thumbHeight);
+
 #ifdef __cplusplus
 }
 #endif

@@ -543,7 +543,8 @@ class AccessControl(HarnessCase):
         status, body = soap(self.harness, CDS_CONTROL, CDS_TYPE, "Browse",
                             [("ObjectID", "0"), ("BrowseFlag", "BrowseMetadata")])
         self.assertEqual((status, fault(body)), (500, (606, "Action not authorized")))
-        self.harness.wait_for("ACL 4 1 [] 127.0.0.1 []")
+        # Named by the User-Agent of its SOAP request.
+        self.harness.wait_for("ACL 4 1 [] 127.0.0.1 [curl/")
         status, body = soap(self.harness, CM_CONTROL, CM_TYPE, "GetProtocolInfo")
         self.assertEqual((status, fault(body)[0]), (500, 606))
         status, body = soap(self.harness, CDS_CONTROL, CDS_TYPE, "Browse",

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "action_arguments.h"
+#include "browse_search_argument.h"
 #include "cds_test_support.h"
 #include "log_capture.h"
 
@@ -15,9 +16,7 @@ using cds_test::kCds;
 
 const std::string kInvalidArguments = faultBody(402, "Invalid Arguments");
 
-std::string text(const std::unique_ptr<DMSAppString>& s) {
-  return s == nullptr ? "(null)" : s->ReadString();
-}
+std::string text(const DMSAppString* s) { return s == nullptr ? "(null)" : s->ReadString(); }
 
 // The five arguments every Browse carries, with one changed or added.
 Args browseArgs(const std::string& name = "", const std::string& value = "") {
@@ -42,18 +41,18 @@ class BrowseArgumentsTest : public cds_test::CdsTest {
   int decode(const Args& args, const std::string& ip = cds_test::kClientIP) {
     std::unique_ptr<DMSAppActionInfo> record(cds_test::makeRecord("Browse", args, ip));
     DMSAppString service(kCds);
-    request_ = dms_cds::BrowseRequest();
-    return dms_cds::decodeBrowseArguments(record.get(), &service, &request_);
+    request_.reset(new BrowseSearchArgument());
+    return dms_cds::decodeBrowseArguments(record.get(), &service, request_.get());
   }
   int decodeRecord(DMSAppActionInfo* record) {
     DMSAppString service(kCds);
-    request_ = dms_cds::BrowseRequest();
-    return dms_cds::decodeBrowseArguments(record, &service, &request_);
+    request_.reset(new BrowseSearchArgument());
+    return dms_cds::decodeBrowseArguments(record, &service, request_.get());
   }
-  const dms_cds::BrowseRequest& request() const { return request_; }
+  const BrowseSearchArgument& request() const { return *request_; }
 
  private:
-  dms_cds::BrowseRequest request_;
+  std::unique_ptr<BrowseSearchArgument> request_;
 };
 
 }  // namespace
@@ -62,26 +61,26 @@ class BrowseArgumentsTest : public cds_test::CdsTest {
 
 TEST_F(BrowseArgumentsTest, RootHasParentMinusOne) {
   ASSERT_EQ(decode(browseArgs("ObjectID", "0")), 0);
-  EXPECT_EQ(text(request().containerID), "0");
-  EXPECT_EQ(text(request().parentContainerID), "-1");
+  EXPECT_EQ(text(request().GetContainerID()), "0");
+  EXPECT_EQ(text(request().GetParentContainerID()), "-1");
 }
 
 TEST_F(BrowseArgumentsTest, OtherContainerHasParentZero) {
   ASSERT_EQ(decode(browseArgs("ObjectID", "3")), 0);
-  EXPECT_EQ(text(request().containerID), "3");
-  EXPECT_EQ(text(request().parentContainerID), "0");
+  EXPECT_EQ(text(request().GetContainerID()), "3");
+  EXPECT_EQ(text(request().GetParentContainerID()), "0");
 }
 
 TEST_F(BrowseArgumentsTest, ItemIdIsSplitAtTheFirstDollar) {
   ASSERT_EQ(decode(browseArgs("ObjectID", "5$12")), 0);
-  EXPECT_EQ(text(request().containerID), "12");
-  EXPECT_EQ(text(request().parentContainerID), "5");
+  EXPECT_EQ(text(request().GetContainerID()), "12");
+  EXPECT_EQ(text(request().GetParentContainerID()), "5");
   ASSERT_EQ(decode(browseArgs("ObjectID", "5$12$7")), 0);
-  EXPECT_EQ(text(request().containerID), "12$7");
-  EXPECT_EQ(text(request().parentContainerID), "5");
+  EXPECT_EQ(text(request().GetContainerID()), "12$7");
+  EXPECT_EQ(text(request().GetParentContainerID()), "5");
   ASSERT_EQ(decode(browseArgs("ObjectID", "$")), 0);
-  EXPECT_EQ(text(request().containerID), "");
-  EXPECT_EQ(text(request().parentContainerID), "");
+  EXPECT_EQ(text(request().GetContainerID()), "");
+  EXPECT_EQ(text(request().GetParentContainerID()), "");
 }
 
 // ---- RequestedCount ----
@@ -90,17 +89,17 @@ TEST_F(BrowseArgumentsTest, RequestedCountAbove100IsCutTo100) {
   for (const char* count : {"500", "101", "2147483647", "99999999999"}) {
     SCOPED_TRACE(count);
     ASSERT_EQ(decode(browseArgs("RequestedCount", count)), 0);
-    EXPECT_EQ(request().requestedCount, 100);
+    EXPECT_EQ(request().GetRequestedCount(), 100);
   }
   ASSERT_EQ(decode(browseArgs("RequestedCount", "100")), 0);
-  EXPECT_EQ(request().requestedCount, 100);
+  EXPECT_EQ(request().GetRequestedCount(), 100);
   ASSERT_EQ(decode(browseArgs("RequestedCount", "7")), 0);
-  EXPECT_EQ(request().requestedCount, 7);
+  EXPECT_EQ(request().GetRequestedCount(), 7);
 }
 
 TEST_F(BrowseArgumentsTest, RequestedCountZeroMustBeWrittenAsZero) {
   ASSERT_EQ(decode(browseArgs("RequestedCount", "0")), 0);
-  EXPECT_EQ(request().requestedCount, 0);
+  EXPECT_EQ(request().GetRequestedCount(), 0);
   for (const char* count : {"abc", "", "00", "-0", " 0", "+0"}) {
     SCOPED_TRACE(count);
     EXPECT_EQ(decode(browseArgs("RequestedCount", count)), 402);
@@ -117,23 +116,23 @@ TEST_F(BrowseArgumentsTest, NegativeRequestedCountIs402) {
 
 TEST_F(BrowseArgumentsTest, StartingIndexReadsNonNumbersAsZeroAndRefusesNegatives) {
   ASSERT_EQ(decode(browseArgs("StartingIndex", "12")), 0);
-  EXPECT_EQ(request().startIndex, 12);
+  EXPECT_EQ(request().GetStartIndex(), 12);
   ASSERT_EQ(decode(browseArgs("StartingIndex", "abc")), 0);
-  EXPECT_EQ(request().startIndex, 0);
+  EXPECT_EQ(request().GetStartIndex(), 0);
   EXPECT_EQ(decode(browseArgs("StartingIndex", "-3")), 402);
 }
 
 TEST_F(BrowseArgumentsTest, EmptyFilterMeansEverything) {
   ASSERT_EQ(decode(browseArgs("Filter", "")), 0);
-  EXPECT_EQ(text(request().filter), "*");
+  EXPECT_EQ(text(request().GetFilter()), "*");
   ASSERT_EQ(decode(browseArgs("Filter", "dc:title,res@size")), 0);
-  EXPECT_EQ(text(request().filter), "dc:title,res@size");
+  EXPECT_EQ(text(request().GetFilter()), "dc:title,res@size");
 }
 
 TEST_F(BrowseArgumentsTest, BrowseFlagMustNotBeEmptyButIsNotCheckedFurther) {
   EXPECT_EQ(decode(browseArgs("BrowseFlag", "")), 402);
   ASSERT_EQ(decode(browseArgs("BrowseFlag", "BrowseSomething")), 0);
-  EXPECT_EQ(text(request().queryString), "BrowseSomething");
+  EXPECT_EQ(text(request().GetQueryString()), "BrowseSomething");
 }
 
 TEST_F(BrowseArgumentsTest, BrowseMetadataNeedsStartingIndexZero) {
@@ -144,7 +143,7 @@ TEST_F(BrowseArgumentsTest, BrowseMetadataNeedsStartingIndexZero) {
   EXPECT_TRUE(log.has("[UPnPAppCDS::__Browse] Invalid starting index!!!", 2));
   args[1].second = "BrowseDirectChildren";
   EXPECT_EQ(decode(args), 0);
-  EXPECT_EQ(request().startIndex, 1);
+  EXPECT_EQ(request().GetStartIndex(), 1);
   args[1].second = "browsemetadata";  // compared exactly here
   EXPECT_EQ(decode(args), 0);
 }
@@ -153,7 +152,7 @@ TEST_F(BrowseArgumentsTest, BrowseMetadataNeedsStartingIndexZero) {
 
 TEST_F(BrowseArgumentsTest, SortCriteriaMustOccurInTheSortCapabilities) {
   ASSERT_EQ(decode(browseArgs("SortCriteria", "dc:title")), 0);
-  EXPECT_EQ(text(request().sortCriteria), "dc:title");
+  EXPECT_EQ(text(request().GetSortCriteria()), "dc:title");
   ASSERT_EQ(decode(browseArgs("SortCriteria", "")), 0);
   EXPECT_EQ(decode(browseArgs("SortCriteria", "+dc:title")), 709);
   EXPECT_EQ(decode(browseArgs("SortCriteria", "DC:TITLE")), 709);
@@ -188,9 +187,9 @@ TEST_F(BrowseArgumentsTest, NamesIgnoreCaseAndTheLaterDuplicateWins) {
                     {"ObjectID", "2$9"},
                     {"RequestedCount", "6"}}),
             0);
-  EXPECT_EQ(text(request().containerID), "9");
-  EXPECT_EQ(text(request().parentContainerID), "2");
-  EXPECT_EQ(request().requestedCount, 6);
+  EXPECT_EQ(text(request().GetContainerID()), "9");
+  EXPECT_EQ(text(request().GetParentContainerID()), "2");
+  EXPECT_EQ(request().GetRequestedCount(), 6);
 }
 
 TEST_F(BrowseArgumentsTest, UnknownNameIs402) {
@@ -207,7 +206,7 @@ TEST_F(BrowseArgumentsTest, ArgumentWithoutNameIsSkippedButCounted) {
   nameless->value = new DMSAppString("ignored");
   record->ReadArgList()->AddItem(nameless);
   EXPECT_EQ(decodeRecord(record.get()), 0);
-  EXPECT_EQ(request().requestedCount, 0);
+  EXPECT_EQ(request().GetRequestedCount(), 0);
 }
 
 TEST_F(BrowseArgumentsTest, NullValueReadsAsEmpty) {
@@ -218,7 +217,7 @@ TEST_F(BrowseArgumentsTest, NullValueReadsAsEmpty) {
   filter->name = new DMSAppString("Filter");
   record->ReadArgList()->AddItem(filter);
   ASSERT_EQ(decodeRecord(record.get()), 0);
-  EXPECT_EQ(text(request().filter), "*");
+  EXPECT_EQ(text(request().GetFilter()), "*");
   ASSERT_NE(filter->value, nullptr);
   EXPECT_STREQ(filter->value->ReadString(), "");
 }
@@ -244,7 +243,7 @@ TEST_F(BrowseArgumentsTest, ArgumentErrorsComeBeforeTheAddressCheck) {
 
 TEST_F(BrowseArgumentsTest, BaseUrlUsesTheLocalAddressFacingTheClientAndTheStreamingPort) {
   ASSERT_EQ(decode(browseArgs()), 0);
-  EXPECT_EQ(text(request().baseURL), "http://192.168.1.10:8200");
+  EXPECT_EQ(text(request().GetBaseURL()), "http://192.168.1.10:8200");
   bool asked = false;
   for (const FakeCall& call : FakeStack::instance().calls())
     if (call.name == "NUVUtilGetInterfaceIPAddress") asked = call.args[0] == cds_test::kClientIP;
@@ -276,7 +275,7 @@ TEST_F(BrowseArgumentsTest, MissingRequestAddressIs402) {
 TEST_F(BrowseArgumentsTest, ClientOutsideTheLocalNetworkIsOnlyLogged) {
   LogCapture log;
   ASSERT_EQ(decode(browseArgs(), "10.0.0.5"), 0);
-  EXPECT_EQ(text(request().baseURL), "http://192.168.1.10:8200");
+  EXPECT_EQ(text(request().GetBaseURL()), "http://192.168.1.10:8200");
   EXPECT_TRUE(log.has("[UPnPAppCDS::__Browse] Client's IP is INVALID!!!", 1));
   EXPECT_TRUE(log.has("[UPnPAppCDS::__Browse] Local IP = 192.168.1.10, Request IP = 10.0.0.5", 1));
 }
@@ -293,14 +292,17 @@ TEST_F(BrowseArgumentsTest, LocalAddressWithoutThreeDotsIsNotCompared) {
   FakeStack::instance().interfaceAddress = "localhost";
   LogCapture log;
   ASSERT_EQ(decode(browseArgs(), "10.0.0.5"), 0);
-  EXPECT_EQ(text(request().baseURL), "http://localhost:8200");
+  EXPECT_EQ(text(request().GetBaseURL()), "http://localhost:8200");
   EXPECT_FALSE(log.has("[UPnPAppCDS::__Browse] Client's IP is INVALID!!!"));
 }
 
 // ---- Through the dispatcher ----
 
-TEST_F(BrowseArgumentsTest, WellFormedBrowseFailsWith501UntilTheBrowseEngineExists) {
-  EXPECT_EQ(runOnce("Browse", browseArgs()), faultBody(501, "Action Failed"));
+TEST_F(BrowseArgumentsTest, WellFormedBrowseReachesTheBrowseEngine) {
+  // No content store runs here, so the engine finds no container at all.
+  LogCapture log;
+  EXPECT_EQ(runOnce("Browse", browseArgs()), faultBody(701, "No such object"));
+  EXPECT_TRUE(log.has("CM : There is no container!!!", 2));
 }
 
 TEST_F(BrowseArgumentsTest, RefusalsReachTheControlPointAsFaults) {
@@ -320,5 +322,5 @@ TEST_F(BrowseArgumentsTest, NamelessArgumentFromTheStackIsSkipped) {
   args.pop_back();
   stNUVAppList* request = FakeStack::makeAction("Browse", cds_test::kClientIP, args);
   cds_test::addRawArgument(request, nullptr, "5");
-  EXPECT_EQ(deliver(request), std::vector<std::string>{faultBody(501, "Action Failed")});
+  EXPECT_EQ(deliver(request), std::vector<std::string>{faultBody(701, "No such object")});
 }

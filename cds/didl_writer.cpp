@@ -1,0 +1,310 @@
+// UPnPCDSUtils: containers and items as DIDL-Lite pieces, with the res
+// elements of each item.
+#include <memory>
+#include <new>
+#include <string>
+
+#include "browse_search_argument.h"
+#include "cds_helper.h"
+#include "container_info.h"
+#include "contents_enumerator_argument.h"
+#include "contents_res_generator.h"
+#include "dms_camera.h"
+#include "dms_list.h"
+#include "dms_server.h"
+#include "dms_string.h"
+#include "nuv_dms.h"
+#include "nuv_log.h"
+#include "temporary_contents_manager.h"
+#include "upnp_cds_utils.h"
+
+namespace {
+
+bool hasText(const DMSAppString* text) { return text != nullptr && text->GetStringLength() > 0; }
+
+// Length limits of element values once escaped twice.
+constexpr int kTextLimit = 256;
+constexpr int kShortLimit = 128;
+constexpr int kResLimit = 2048;
+// Scratch sizes the property strings are made with.
+constexpr int kContainerScratch = 2048;
+constexpr int kItemScratch = 1024;
+// Share mode 2 (a TV) shows fewer metadata fields and frame rates in res.
+constexpr int kShareModeTv = 2;
+constexpr int kItemObjectType = 50;
+
+const char* textOf(const DMSAppString* s) {
+  return s != nullptr && s->ReadString() != nullptr ? s->ReadString() : "";
+}
+
+bool present(const DMSAppString* s) { return textOf(s)[0] != '\0'; }
+
+// One property element as a piece; a refused property still adds its empty
+// piece. 1 only when memory runs out.
+int addProperty(DMSCDSList* pieces, int scratch, const char* tag, const char* attributes,
+                const DMSAppString* value, int limit) {
+  DMSAppString tagText(tag);
+  DMSAppString attributeText(attributes);
+  DMSAppString* element = nullptr;
+  UPnPCDSUtils::__AddWithXMLTag(&element, scratch, &tagText, &attributeText, value, true, limit);
+  if (element == nullptr || pieces->AddItem(element) != 0) {
+    delete element;
+    return 1;
+  }
+  return 0;
+}
+
+// Drops the pieces appended after the list had `size` of them, so that a
+// failed item leaves no half-written element behind.
+void truncatePieces(DMSCDSList* pieces, int size) {
+  while (pieces->Size() > size) {
+    pieces->SetLastItemToCurrentItem();
+    pieces->DeleteCurrentItem([](void* data) {
+      delete static_cast<DMSAppString*>(data);
+      return 0;
+    });
+  }
+}
+
+int itemClassEntry(int contentType) {
+  switch (contentType) {
+    case 1:
+      return CDSHelper::kClassPhoto;
+    case 2:
+      return CDSHelper::kClassMusicTrack;
+    case 3:
+      return CDSHelper::kClassMovie;
+    default:
+      return CDSHelper::kClassItem;
+  }
+}
+
+// The import URI of the temporary content stored at the record's path (an
+// upload not finished yet), or null.
+std::unique_ptr<DMSAppString> pendingImportURI(const ContentsEnumeratorArgument* record) {
+  TemporaryContentsManager* temporary = TemporaryContentsManager::existingInstance();
+  if (temporary == nullptr || record->GetFilePath() == nullptr) return nullptr;
+  std::string path =
+      std::string(textOf(record->GetFilePath())) + "/" + textOf(record->GetFileName());
+  DMSAppString fullPath(path.c_str());
+  std::unique_ptr<DMSAppString> importURI;
+  temporary->AcquireMutex();
+  const TempContentInfo* entry = temporary->GetContentInformation(&fullPath);
+  if (entry != nullptr) {
+    NUVPrintf(NUV_LOG_INFO, "Stil present in TempContentsManager -- %s  importURI:%s",
+              textOf(entry->contentID), textOf(entry->importURI));
+    importURI.reset(new (std::nothrow) DMSAppString(textOf(entry->importURI)));
+  }
+  temporary->ReleaseMutex();
+  return importURI;
+}
+
+using Builder = int (ContentsResGenerator::*)(DMSAppString*, DMSAppString*);
+
+// Builds one res with `build` and appends it. A content awaiting its upload
+// names its import URI and has a single blank instead of the URI.
+int addRes(DMSCDSList* pieces, ContentsResGenerator* generator, Builder build, const char* failure,
+           const DMSAppString* importURI) {
+  DMSAppString attributes("");
+  DMSAppString uri("");
+  if ((generator->*build)(&attributes, &uri) != 0) {
+    NUVPrintf(NUV_LOG_ERROR, "%s", failure);
+    return 1;
+  }
+  if (importURI != nullptr) {
+    std::unique_ptr<DMSAppString> escaped(dms_cds::escapeTwice(importURI));
+    attributes.Add("importUri = \"");
+    attributes.Add(textOf(escaped.get()));
+    attributes.Add("\"");
+    uri.Copy(" ");
+  }
+  return addProperty(pieces, kItemScratch, "res", textOf(&attributes), &uri, kResLimit);
+}
+
+}  // namespace
+
+int UPnPCDSUtils::writeContainer(BrowseSearchArgument* argument, const DMSAppString* id,
+                                 const DMSAppString* parentID, const DMSAppString* restricted,
+                                 const DMSAppString* name, const DMSAppString* upnpClass,
+                                 DMSCDSList* pieces) {
+  if (argument == nullptr || pieces == nullptr || id == nullptr) return 1;
+  const DMSAppString* filter = argument->GetFilter();
+  std::string open = std::string("&lt;container id=\"") + textOf(id) + "\" parentID=\"" +
+                     textOf(parentID) + "\" restricted=\"" + textOf(restricted) + "\" " +
+                     (checkFilter(filter, "searchable") ? "searchable=\"1\"" : "") + "&gt;\r\n";
+  if (dms_cds::appendPiece(pieces, open.c_str()) != 0) return 1;
+  if (id->CompareI("0") == 0 && checkFilter(filter, "includeDerived") &&
+      dms_cds::appendPiece(pieces,
+                           "&lt;upnp:searchClass includeDerived=\"1\"&gt;object&lt;/"
+                           "upnp:searchClass&gt;\r\n") != 0)
+    return 1;
+  if (addProperty(pieces, kContainerScratch, "dc:title", " ", name, kTextLimit) != 0 ||
+      addProperty(pieces, kContainerScratch, "upnp:class", " ", upnpClass, kTextLimit) != 0)
+    return 1;
+  return dms_cds::appendPiece(pieces, "&lt;/container&gt;\r\n");
+}
+
+int UPnPCDSUtils::__GenerateContainerProperty(BrowseSearchArgument* argument,
+                                              ContainerPublicInfo* container, DMSCDSList* pieces) {
+  if (container == nullptr) return 1;
+  return writeContainer(argument, container->GetID(), container->GetParentID(),
+                        container->GetAccessRestriction(), container->GetName(),
+                        container->GetUPnPClass(), pieces);
+}
+
+int UPnPCDSUtils::GenerateContainerFromRecord(BrowseSearchArgument* argument,
+                                              ContentsEnumeratorArgument* record,
+                                              DMSCDSList* pieces) {
+  if (record == nullptr) return 1;
+  CDSHelper* table = CDSHelper::GetInstance();
+  DMSAppString restricted("0");
+  DMSAppString containerClass(table != nullptr ? table->GetText(CDSHelper::kClassContainer)
+                                               : "object.container");
+  return writeContainer(argument, record->GetContentID(), record->GetContentParentID(), &restricted,
+                        record->GetTitle(), &containerClass, pieces);
+}
+
+int UPnPCDSUtils::writeResSet(ContentsEnumeratorArgument* record, ContentsResGenerator* generator,
+                              const DMSAppString* importURI, bool singlePass, DMSCDSList* pieces) {
+  using G = ContentsResGenerator;
+  // The single-pass lines of the video res end in a line feed; log filters
+  // match both forms.
+  const char* videoFailure = singlePass ? "[UPnPCDSUtil] Res Generation FAIL!!!\n"
+                                        : "[UPnPCDSUtil] Res Generation FAIL!!!";
+  const char* videoThumbFailure = singlePass
+                                      ? "[UPnPCDSUtil] Video Thumbnail Res Generation FAIL!!!\n"
+                                      : "[UPnPCDSUtil] Video Thumbnail Res Generation FAIL!!!";
+  switch (record->GetContentType()) {
+    case 2:
+      if (record->GetAlbumArtIncludeFlag() &&
+          addRes(pieces, generator, &G::BuildAlbumArtRes,
+                 "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n", importURI) != 0)
+        return 1;
+      return addRes(pieces, generator, &G::BuildMP3Res,
+                    "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n", importURI);
+    case 3:
+      if (addRes(pieces, generator, &G::BuildVideoRes, videoFailure, importURI) != 0) return 1;
+      return addRes(pieces, generator, &G::BuildVideoThumbRes, videoThumbFailure, importURI);
+    case 1:
+      if (addRes(pieces, generator, &G::BuildJPEGRes, "[UPnPCDSUtil] JPEG Res Generation FAIL!!!",
+                 importURI) != 0)
+        return 1;
+      if (record->GetThumbUri() != nullptr &&
+          addRes(pieces, generator, &G::BuildJPEGThumbRes,
+                 "[UPnPCDSUtil] JPEG Thumbnail Res Generation FAIL!!!", importURI) != 0)
+        return 1;
+      // The screennail res goes with the thumbnail URI; a photo without a
+      // screennail of its own (no screennail URI) would get a res naming no
+      // resource at all, so it gets none.
+      if (record->GetThumbUri() != nullptr && hasText(record->GetScreenUri()) &&
+          (record->GetDLNAPN() == nullptr || record->GetDLNAPN()->Compare("JPEG_SM") != 0) &&
+          addRes(pieces, generator, &G::BuildJPEGScreenRes,
+                 "[UPnPCDSUtil] JPEG Screennail Res Generation FAIL!!!", importURI) != 0)
+        return 1;
+      return 0;
+    default:
+      return 0;
+  }
+}
+
+int UPnPCDSUtils::__GenerateItemProperty(BrowseSearchArgument* argument,
+                                         ContentsEnumeratorArgument* record, DMSCDSList* pieces) {
+  if (argument == nullptr || record == nullptr || pieces == nullptr) return 1;
+  if (record->GetObjectType() != kItemObjectType) return 1;
+  const int sizeBefore = pieces->Size();
+  const DMSAppString* filter = argument->GetFilter();
+  const int type = record->GetContentType();
+  auto fail = [pieces, sizeBefore] {
+    truncatePieces(pieces, sizeBefore);
+    return 1;
+  };
+  const char* parent = textOf(record->GetContentParentID());
+  std::string open = std::string("&lt;item id=\"") + parent + "$" + textOf(record->GetContentID()) +
+                     "\" parentID=\"" + parent +
+                     (checkFilter(filter, "@dlna:dlnaManaged")
+                          ? "\" restricted=\"0\" dlna:dlnaManaged=\"00000004\"&gt;\r\n"
+                          : "\" restricted=\"0\" &gt;\r\n");
+  if (dms_cds::appendPiece(pieces, open.c_str()) != 0) return fail();
+
+  const DMSAppString* title =
+      present(record->GetTitle()) ? record->GetTitle() : record->GetFileName();
+  if (checkFilter(filter, "dc:title") &&
+      addProperty(pieces, kItemScratch, "dc:title", " ", title, kTextLimit) != 0)
+    return fail();
+  const int shareMode = GetAllShareMode();
+  if (shareMode != kShareModeTv) {
+    struct Field {
+      const char* property;
+      const char* tag;
+      const char* attributes;
+      const DMSAppString* value;
+      int limit;
+      bool composer;  // also asked for by "Composer"
+    };
+    const Field fields[] = {
+        {"dc:creator", "dc:creator", " ", record->GetCreator(), kTextLimit, false},
+        {"upnp:artist", "upnp:artist", " ", record->GetArtist(), kTextLimit, false},
+        {"upnp:author", "upnp:author", " role=\"Composer\"", record->GetAuthor(), kTextLimit, true},
+        {"upnp:album", "upnp:album", " ", record->GetAlbum(), kTextLimit, false},
+        {"upnp:genre", "upnp:genre", " ", record->GetGenre(), kTextLimit, false},
+        {"upnp:originalTrackNumber", "upnp:originalTrackNumber", " ", record->GetTrackNumber(),
+         kShortLimit, false}};
+    for (const Field& field : fields) {
+      bool asked = checkFilter(filter, field.property) != 0;
+      if (field.composer) asked = asked || checkFilter(filter, "Composer") != 0;
+      if (asked && addProperty(pieces, kItemScratch, field.tag, field.attributes, field.value,
+                               field.limit) != 0)
+        return fail();
+    }
+  }
+  const DMSAppString* date = record->GetDate();
+  if (checkFilter(filter, "dc:date") && present(date) && date->Compare("0:00:00") != 0 &&
+      addProperty(pieces, kItemScratch, "dc:date", " ", date, kShortLimit) != 0)
+    return fail();
+
+  ContentsResGenerator generator(argument->GetBaseURL(), record);
+  generator.SetmbNeedSize(checkFilter(filter, "size") != 0);
+  generator.SetmbNeedBitrate(type != 1 && checkFilter(filter, "bitrate") != 0);
+  generator.SetmbNeedFramerate(type != 1 && shareMode == kShareModeTv &&
+                               checkFilter(filter, "framerate") != 0);
+  generator.SetmbNeedDuration(type != 1 && checkFilter(filter, "duration") != 0);
+  generator.SetmbNeedResolution(type != 2 && checkFilter(filter, "resolution") != 0);
+  generator.SetmbNeedProtocolInfo(checkFilter(filter, "protocolInfo") != 0);
+  if (checkFilter(filter, "res")) {
+    std::unique_ptr<DMSAppString> importURI = pendingImportURI(record);
+    if (checkFilter(filter, "ALLIP")) {
+      stNUVAppList* interfaces = nullptr;
+      const int result = NUVGetNetworkInterfaceList(&interfaces);
+      if (result != 0) {
+        NUVPrintf(NUV_LOG_ERROR,
+                  "[UPnPCDSUtils::__GenerateItemProperty] NUVGetNetworkInterfaceList returned "
+                  "error %d.",
+                  result);
+        return fail();
+      }
+      const int count = HNUVGetNoOfNetworkInterfaceFromResponse(interfaces);
+      bool failed = false;
+      for (int i = 0; i < count && !failed; ++i) {
+        char* name = nullptr;
+        char* address = nullptr;
+        if (HNUVGetNetworkInfoFromResponse(interfaces, i, &name, &address) != 0) continue;
+        DMSAppString base(("http://" + std::string(address != nullptr ? address : "") + ":" +
+                           std::to_string(DMSAppGetHTTPStreamingPort()))
+                              .c_str());
+        generator.SetmURLBase(&base);
+        failed = writeResSet(record, &generator, importURI.get(), false, pieces) != 0;
+      }
+      NUVReleaseNetworkInterfaceList(interfaces);
+      generator.SetmURLBase(argument->GetBaseURL());
+      if (failed) return fail();
+    } else if (writeResSet(record, &generator, importURI.get(), true, pieces) != 0) {
+      return fail();
+    }
+  }
+  CDSHelper* table = CDSHelper::GetInstance();
+  DMSAppString itemClass(table != nullptr ? table->GetText(itemClassEntry(type)) : "object.item");
+  if (addProperty(pieces, kItemScratch, "upnp:class", " ", &itemClass, kTextLimit) != 0)
+    return fail();
+  if (dms_cds::appendPiece(pieces, "&lt;/item&gt;\r\n") != 0) return fail();
+  return 0;
+}

@@ -1,0 +1,40 @@
+// Bounds of the stack's HTTP server profiles, in one place.
+#ifndef DMS_STACK_HTTP_HTTP_LIMITS_H
+#define DMS_STACK_HTTP_HTTP_LIMITS_H
+
+#include <chrono>
+#include <cstddef>
+
+namespace dmsstack {
+
+// Connections one profile serves at once (a thread each); more wait in the
+// listen queue. A camera has few clients; twenty downloads must fit.
+constexpr unsigned int kMaxHttpConnections = 64;
+
+// Connections from one client address at once.
+constexpr unsigned int kMaxHttpConnectionsPerClient = 32;
+
+// Seconds a connection may stay idle (no byte read or sent) before it is
+// closed.
+constexpr unsigned int kHttpIdleTimeoutSeconds = 60;
+
+// Memory of one connection for its request line, headers and buffers: a
+// request whose line and headers do not fit is answered by libmicrohttpd
+// itself (414 or 431) and never reaches the media server.
+constexpr size_t kHttpConnectionMemoryBytes = 32 * 1024;
+
+// Largest body piece asked of a handler at once: the media server sends
+// 20480 bytes per piece, which then goes to the socket without another copy.
+constexpr size_t kHttpPieceBytes = 20480;
+
+// How long a request waits for a response, or a body for its next piece,
+// that a handler gives from another thread, before the connection is closed.
+constexpr std::chrono::milliseconds kHttpHandlerWait{30000};
+
+// Consecutive empty pieces (without "last") a body may ask for before the
+// connection is closed: a handler that never sends data must not spin.
+constexpr int kMaxEmptyPieces = 1000;
+
+}  // namespace dmsstack
+
+#endif  // DMS_STACK_HTTP_HTTP_LIMITS_H

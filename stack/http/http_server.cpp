@@ -1,0 +1,400 @@
+// The stack's HTTP server profiles on libmicrohttpd (see http_server.h).
+#include "http_server.h"
+
+#include <arpa/inet.h>
+#include <microhttpd.h>
+#include <netinet/in.h>
+#include <strings.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "device.h"
+#include "http_limits.h"
+#include "http_records.h"
+#include "network.h"
+#include "nuv_log.h"
+
+namespace dmsstack {
+
+struct HttpProfile {
+  int handle = 0;
+  std::string address;
+  int port = 0;
+  stNUVHTTPCallbacks callbacks{};
+  MHD_Daemon* daemon = nullptr;
+  std::atomic<bool> stopping{false};
+};
+
+namespace {
+
+// The profile whose connection this thread serves (a thread per connection).
+thread_local HttpProfile* tProfile = nullptr;
+
+eHTTPMessageType methodOf(const char* method) {
+  static const struct {
+    const char* name;
+    eHTTPMessageType type;
+  } kMethods[] = {{"GET", NUV_HTTP_GET},       {"HEAD", NUV_HTTP_HEAD},
+                  {"PUT", NUV_HTTP_PUT},       {"POST", NUV_HTTP_POST},
+                  {"DELETE", NUV_HTTP_DELETE}, {"OPTIONS", NUV_HTTP_OPTIONS}};
+  for (const auto& m : kMethods) {
+    if (strcmp(method, m.name) == 0) return m.type;
+  }
+  return NUV_HTTP_METHOD_OTHER;
+}
+
+std::string clientAddress(MHD_Connection* mc) {
+  const MHD_ConnectionInfo* info = MHD_get_connection_info(mc, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+  if (info == nullptr || info->client_addr == nullptr || info->client_addr->sa_family != AF_INET) {
+    return "";
+  }
+  char text[INET_ADDRSTRLEN] = {0};
+  const auto* in = reinterpret_cast<const sockaddr_in*>(info->client_addr);
+  if (inet_ntop(AF_INET, &in->sin_addr, text, sizeof(text)) == nullptr) return "";
+  return text;
+}
+
+const char* headerValue(MHD_Connection* mc, const char* name) {
+  return MHD_lookup_connection_value(mc, MHD_HEADER_KIND, name);
+}
+
+// A decimal Content-Length; -1 when absent or not a plain number.
+long long contentLengthOf(const char* text) {
+  if (text == nullptr || *text < '0' || *text > '9') return -1;
+  errno = 0;
+  char* end = nullptr;
+  const long long value = strtoll(text, &end, 10);
+  if (errno != 0 || *end != '\0') return -1;
+  return value;
+}
+
+MHD_Result collectHeader(void* cls, MHD_ValueKind, const char* key, const char* value) {
+  auto* list = static_cast<stNUVAppList*>(cls);
+  if (key == nullptr || strcasecmp(key, "Host") == 0) return MHD_YES;
+  NUVListAddHeader(list, key, value != nullptr ? value : "");
+  return MHD_YES;
+}
+
+// Status with an empty body (access control's refusals).
+MHD_Result queueStatus(MHD_Connection* mc, unsigned int status) {
+  MHD_Response* response =
+      MHD_create_response_from_buffer(0, const_cast<char*>(""), MHD_RESPMEM_PERSISTENT);
+  if (response == nullptr) return MHD_NO;
+  MHD_add_response_header(response, MHD_HTTP_HEADER_CONNECTION, "close");
+  const MHD_Result result = MHD_queue_response(mc, status, response);
+  MHD_destroy_response(response);
+  return result;
+}
+
+ssize_t endOfBody(void*, uint64_t, char*, size_t) { return MHD_CONTENT_READER_END_OF_STREAM; }
+
+ssize_t readBody(void* cls, uint64_t, char* buffer, size_t max) {
+  auto* c = static_cast<HttpConnection*>(cls);
+  auto* profile = static_cast<HttpProfile*>(c->local.owner);
+  tProfile = profile;
+  const ssize_t n = c->read(buffer, max, [profile, c] {
+    if (profile->callbacks.sendResponse != nullptr)
+      profile->callbacks.sendResponse(profile->handle, c->id(), 0);
+  });
+  if (n == -1) return MHD_CONTENT_READER_END_OF_STREAM;
+  if (n < 0) return MHD_CONTENT_READER_END_WITH_ERROR;
+  return n;
+}
+
+void addHeader(MHD_Response* response, const std::string& name, const std::string& value) {
+  if (MHD_add_response_header(response, name.c_str(), value.c_str()) != MHD_YES)
+    NUVPrintf(NUV_LOG_ERROR, "[HTTP] response header \"%s\" refused", name.c_str());
+}
+
+MHD_Result queueResponse(MHD_Connection* mc, HttpConnection* c, const QueuedResponse& r) {
+  MHD_Response* response = nullptr;
+  if (r.headerOnly) {
+    response =
+        (c->local.isHead && r.lengthKnown)
+            ? MHD_create_response_from_callback(r.length, kHttpPieceBytes, &endOfBody, nullptr,
+                                                nullptr)
+            : MHD_create_response_from_buffer(0, const_cast<char*>(""), MHD_RESPMEM_PERSISTENT);
+  } else {
+    response = MHD_create_response_from_callback(r.lengthKnown ? r.length : MHD_SIZE_UNKNOWN,
+                                                 kHttpPieceBytes, &readBody, c, nullptr);
+  }
+  if (response == nullptr) return MHD_NO;
+  int flags = MHD_RF_NONE;
+  // A body of unknown length ends with the connection, never chunked: DLNA
+  // renderers expect plain bodies.
+  if (!r.headerOnly && !r.lengthKnown) flags |= MHD_RF_HTTP_1_0_COMPATIBLE_STRICT;
+  if (!r.http11) flags |= MHD_RF_HTTP_1_0_SERVER;
+  MHD_set_response_options(response, static_cast<MHD_ResponseFlags>(flags), MHD_RO_END);
+  if (r.close) addHeader(response, MHD_HTTP_HEADER_CONNECTION, "close");
+  if (!r.contentType.empty()) addHeader(response, MHD_HTTP_HEADER_CONTENT_TYPE, r.contentType);
+  for (const auto& header : r.headers) addHeader(response, header.first, header.second);
+  const unsigned int status =
+      (r.status >= 100 && r.status <= 999) ? static_cast<unsigned int>(r.status) : 500;
+  const MHD_Result result = MHD_queue_response(mc, status, response);
+  MHD_destroy_response(response);
+  return result;
+}
+
+// Queues the handler's response, waiting up to `wait` for it; without one
+// the connection is closed unanswered.
+MHD_Result answer(MHD_Connection* mc, HttpConnection* c, std::chrono::milliseconds wait) {
+  QueuedResponse response;
+  if (!c->takeResponse(&response, wait)) return MHD_NO;
+  return queueResponse(mc, c, response);
+}
+
+MHD_Result beginRequest(HttpProfile* profile, MHD_Connection* mc, HttpConnection* c,
+                        const char* method, const char* version) {
+  c->started = true;
+  c->local.owner = profile;
+  const MHD_ConnectionInfo* fd = MHD_get_connection_info(mc, MHD_CONNECTION_INFO_CONNECTION_FD);
+  if (fd != nullptr) c->setSocket(fd->connect_fd);
+
+  const std::string ip = clientAddress(mc);
+  Device& device = Device::instance();
+  const char* userAgent = headerValue(mc, "User-Agent");
+  const char* clientInfo = headerValue(mc, "X-AV-Client-Info");
+  device.acl().noteClientHeaders(ip, userAgent != nullptr ? userAgent : "",
+                                 clientInfo != nullptr ? clientInfo : "");
+  ClientDevice client;
+  const AclDecision decision = device.acl().check(ip, &client);
+  if (decision != AclDecision::Admit) {
+    c->local.refused = true;
+    if (decision == AclDecision::RefuseAndReport) device.reportToAcl(client, device.acl().mode());
+    return queueStatus(mc, MHD_HTTP_FORBIDDEN);
+  }
+
+  const eHTTPMessageType type = methodOf(method);
+  const eHTTPVersion httpVersion = (version != nullptr && strcmp(version, "HTTP/1.0") == 0)
+                                       ? NUV_HTTP_VERSION_1_0
+                                       : NUV_HTTP_VERSION_1_1;
+  c->local.method = type;
+  c->local.version = httpVersion;
+  c->local.isHead = type == NUV_HTTP_HEAD;
+  const long long length = contentLengthOf(headerValue(mc, "Content-Length"));
+  const char* encoding = headerValue(mc, "Transfer-Encoding");
+  c->local.hasBody = length > 0 || (encoding != nullptr && strcasestr(encoding, "chunked"));
+
+  stNUVAppList* headers = NUVListCreate();
+  if (headers == nullptr) return MHD_NO;
+  MHD_get_connection_values(mc, MHD_HEADER_KIND, &collectHeader, headers);
+  stNUVAppList* request = NUVHTTPCreateRequestHeaderList(
+      type, method, c->target().c_str(), httpVersion, headerValue(mc, "Host") != nullptr,
+      ip.c_str(), length, headers);
+  FreeAdditionalHeaders(headers);
+  if (request == nullptr) return MHD_NO;
+  watchRelease(request, c->headerReleased);
+
+  c->local.announced = true;
+  const stNUVHTTPCallbacks& cb = profile->callbacks;
+  if (cb.connect != nullptr) cb.connect(profile->handle, c->id());
+  if (cb.requestHeader != nullptr) {
+    cb.requestHeader(profile->handle, c->id(), request, 0);
+  } else {
+    NUVHTTPReleaseHeaderInfo(request);
+  }
+  if (c->local.hasBody) {
+    // Answered now (a refusal) or after the body's last piece.
+    QueuedResponse early;
+    return c->takeResponse(&early, std::chrono::milliseconds(0)) ? queueResponse(mc, c, early)
+                                                                 : MHD_YES;
+  }
+  // A handler that let go of the request without answering will not answer.
+  const bool given_up = c->headerReleased->load();
+  return answer(mc, c, given_up ? std::chrono::milliseconds(0) : kHttpHandlerWait);
+}
+
+MHD_Result onAccess(void* cls, MHD_Connection* mc, const char*, const char* method,
+                    const char* version, const char* upload, size_t* uploadSize, void** conCls) {
+  auto* profile = static_cast<HttpProfile*>(cls);
+  tProfile = profile;
+  auto* c = static_cast<HttpConnection*>(*conCls);
+  if (c == nullptr || profile->stopping.load() || c->cancelled()) return MHD_NO;
+  if (!c->started) return beginRequest(profile, mc, c, method, version);
+  if (c->local.refused) {
+    *uploadSize = 0;
+    return MHD_YES;
+  }
+  const stNUVHTTPCallbacks& cb = profile->callbacks;
+  const auto method_type = static_cast<eHTTPMessageType>(c->local.method);
+  const auto http_version = static_cast<eHTTPVersion>(c->local.version);
+  char* target = const_cast<char*>(c->target().c_str());
+  if (*uploadSize > 0) {
+    if (cb.requestReceive != nullptr)
+      cb.requestReceive(profile->handle, c->id(), http_version, static_cast<int>(*uploadSize),
+                        method_type, const_cast<char*>(upload), target, false, 0);
+    *uploadSize = 0;
+    return MHD_YES;
+  }
+  if (!c->local.lastDelivered) {
+    c->local.lastDelivered = true;
+    char empty[1] = {0};
+    if (cb.requestReceive != nullptr)
+      cb.requestReceive(profile->handle, c->id(), http_version, 0, method_type, empty, target, true,
+                        0);
+  }
+  // A handler that let go of the request answers during the last piece or
+  // not at all.
+  const bool given_up = c->headerReleased->load();
+  return answer(mc, c, given_up ? std::chrono::milliseconds(0) : kHttpHandlerWait);
+}
+
+void* onUri(void* cls, const char* uri, MHD_Connection*) {
+  auto* profile = static_cast<HttpProfile*>(cls);
+  tProfile = profile;
+  return HttpServer::instance().openConnection(profile, uri).get();
+}
+
+void onCompleted(void* cls, MHD_Connection*, void** conCls, MHD_RequestTerminationCode toe) {
+  auto* profile = static_cast<HttpProfile*>(cls);
+  auto* c = static_cast<HttpConnection*>(*conCls);
+  if (c == nullptr) return;
+  *conCls = nullptr;
+  const bool taken = c->responseTaken();
+  c->end();
+  if (c->local.announced && profile->callbacks.exception != nullptr) {
+    const auto raise = [&](eExceptionType type) {
+      profile->callbacks.exception(profile->handle, c->id(), type);
+    };
+    if (profile->stopping.load()) {
+      raise(NUV_HTTP_EXCEPTION_NETWORK_DISABLED);
+    } else if (toe != MHD_REQUEST_TERMINATED_COMPLETED_OK && taken) {
+      raise(NUV_HTTP_EXCEPTION_SEND_FAILURE);
+    }
+    raise(NUV_HTTP_EXCEPTION_SOCKET_CLOSED);
+  }
+  HttpServer::instance().closeConnection(c->id());
+}
+
+void onLog(void*, const char* format, va_list ap) {
+  char text[512];
+  vsnprintf(text, sizeof(text), format, ap);
+  NUVPrintf(NUV_LOG_ERROR, "[HTTP] %s", text);
+}
+
+}  // namespace
+
+HttpServer& HttpServer::instance() {
+  static HttpServer server;
+  return server;
+}
+
+int HttpServer::startProfile(const stNUVHTTPCallbacks& callbacks, const std::string& address,
+                             int port) {
+  sockaddr_in bind{};
+  bind.sin_family = AF_INET;
+  bind.sin_port = htons(static_cast<uint16_t>(port));
+  if (port < 0 || port > 65535 || inet_pton(AF_INET, address.c_str(), &bind.sin_addr) != 1) {
+    NUVPrintf(NUV_LOG_ERROR, "[HTTP] cannot listen on \"%s\" port %d", address.c_str(), port);
+    return 0;
+  }
+  auto profile = std::make_shared<HttpProfile>();
+  profile->callbacks = callbacks;
+  profile->address = address;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    profile->handle = nextProfile_++;
+  }
+  const unsigned int flags = MHD_USE_THREAD_PER_CONNECTION | MHD_USE_INTERNAL_POLLING_THREAD |
+                             MHD_USE_POLL | MHD_USE_ERROR_LOG;
+  profile->daemon = MHD_start_daemon(
+      flags, static_cast<uint16_t>(port), nullptr, nullptr, &onAccess, profile.get(),
+      MHD_OPTION_EXTERNAL_LOGGER, &onLog, nullptr, MHD_OPTION_SOCK_ADDR, &bind,
+      MHD_OPTION_CONNECTION_LIMIT, kMaxHttpConnections, MHD_OPTION_PER_IP_CONNECTION_LIMIT,
+      kMaxHttpConnectionsPerClient, MHD_OPTION_CONNECTION_TIMEOUT, kHttpIdleTimeoutSeconds,
+      MHD_OPTION_CONNECTION_MEMORY_LIMIT, kHttpConnectionMemoryBytes, MHD_OPTION_NOTIFY_COMPLETED,
+      &onCompleted, profile.get(), MHD_OPTION_URI_LOG_CALLBACK, &onUri, profile.get(),
+      MHD_OPTION_END);
+  if (profile->daemon == nullptr) {
+    NUVPrintf(NUV_LOG_ERROR, "[HTTP] cannot listen on %s:%d", address.c_str(), port);
+    return 0;
+  }
+  const MHD_DaemonInfo* info = MHD_get_daemon_info(profile->daemon, MHD_DAEMON_INFO_BIND_PORT);
+  profile->port = info != nullptr ? info->port : port;
+  NUVPrintf(NUV_LOG_INFO, "[HTTP] profile %d listens on %s:%d", profile->handle, address.c_str(),
+            profile->port);
+  std::lock_guard<std::mutex> lock(mutex_);
+  profiles_[profile->handle] = profile;
+  return profile->handle;
+}
+
+bool HttpServer::stopProfile(int handle) {
+  std::shared_ptr<HttpProfile> profile;
+  std::vector<std::shared_ptr<HttpConnection>> live;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = profiles_.find(handle);
+    if (it == profiles_.end()) return false;
+    profile = it->second;
+    profiles_.erase(it);
+    for (const auto& entry : connections_) {
+      if (entry.second->profile() == handle) live.push_back(entry.second);
+    }
+  }
+  profile->stopping.store(true);
+  for (const auto& c : live) c->cancel();
+  if (tProfile == profile.get()) {
+    // A thread cannot join itself: the daemon is stopped just after.
+    std::thread([profile] { MHD_stop_daemon(profile->daemon); }).detach();
+  } else {
+    MHD_stop_daemon(profile->daemon);
+  }
+  NUVPrintf(NUV_LOG_INFO, "[HTTP] profile %d stopped", handle);
+  return true;
+}
+
+bool HttpServer::stopConnection(int profile, int connectionId) {
+  std::shared_ptr<HttpConnection> c = connection(profile, connectionId);
+  if (c == nullptr) return false;
+  c->cancel();
+  return true;
+}
+
+int HttpServer::portOf(int handle) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = profiles_.find(handle);
+  return it == profiles_.end() ? -1 : it->second->port;
+}
+
+std::shared_ptr<HttpConnection> HttpServer::connection(int profile, int connectionId) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = connections_.find(connectionId);
+  if (it == connections_.end() || it->second->profile() != profile) return nullptr;
+  return it->second;
+}
+
+std::shared_ptr<HttpConnection> HttpServer::openConnection(HttpProfile* profile,
+                                                           const char* target) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  int id = nextConnection_++;
+  if (nextConnection_ <= 0) nextConnection_ = 1;  // identifiers stay positive
+  auto c = std::make_shared<HttpConnection>(id, profile->handle, target != nullptr ? target : "");
+  connections_[id] = c;
+  return c;
+}
+
+void HttpServer::closeConnection(int connectionId) {
+  std::shared_ptr<HttpConnection> keep;  // released after the lock
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = connections_.find(connectionId);
+  if (it == connections_.end()) return;
+  keep = std::move(it->second);
+  connections_.erase(it);
+}
+
+std::vector<std::string> defaultHttpAddresses() {
+  const DeviceConfig config = Device::instance().config();
+  if (config.bindInterface.empty()) return {config.bindAddress};
+  std::vector<std::string> addresses;
+  for (const auto& entry : upInterfaces()) {
+    if (entry.name == config.bindInterface) addresses.push_back(entry.address);
+  }
+  return addresses;
+}
+
+}  // namespace dmsstack

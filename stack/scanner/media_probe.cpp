@@ -1,0 +1,38 @@
+// Which reader a file goes to, by its first bytes.
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <set>
+
+#include "media_parsers.h"
+
+namespace media_parsers {
+
+namespace {
+struct FileCloser {
+  void operator()(FILE* f) const { fclose(f); }
+};
+}  // namespace
+
+bool wantedExtension(const std::string& ext) {
+  static const std::set<std::string> kWanted = {
+      "jpg",  "jpeg", "jpe",  "mpo", "mp3", "m4a",  "aac", "adts", "mp4", "m4v",
+      "mov",  "3gp",  "3g2",  "avi", "mkv", "webm", "mpg", "mpeg", "ts",  "mts",
+      "m2ts", "wav",  "flac", "ogg", "oga", "opus", "wma", "wmv",  "asf"};
+  return kWanted.count(ext) != 0;
+}
+
+Guess guessByContent(const std::string& path) {
+  std::unique_ptr<FILE, FileCloser> f(fopen(path.c_str(), "rb"));
+  unsigned char b[16] = {};
+  if (f == nullptr) return Guess::kNone;
+  size_t n = fread(b, 1, sizeof b, f.get());
+  if (n < 4) return Guess::kNone;
+  if (b[0] == 0xFF && b[1] == 0xD8 && b[2] == 0xFF) return Guess::kJpeg;
+  if (memcmp(b, "ID3", 3) == 0) return Guess::kMp3;                // ADTS with ID3 is rare enough
+  if (b[0] == 0xFF && (b[1] & 0xF6) == 0xF0) return Guess::kAdts;  // layer bits 00
+  if (b[0] == 0xFF && (b[1] & 0xE0) == 0xE0 && (b[1] & 0x06) != 0) return Guess::kMp3;
+  return Guess::kContainer;
+}
+
+}  // namespace media_parsers

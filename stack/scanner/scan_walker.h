@@ -1,0 +1,35 @@
+// Finding the media files of a folder: every wanted file below it, or only
+// the files of the camera's DCF layout.
+#ifndef DMS_SCANNER_SCAN_WALKER_H
+#define DMS_SCANNER_SCAN_WALKER_H
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+namespace scan_walker {
+
+struct FoundFile {
+  std::string path;
+  long long size = 0;
+  long long mtime = 0;
+};
+
+// Files with a wanted extension below `root` (hidden entries and symbolic
+// links to folders are not followed; ".THM" movie sidecars are left out).
+// Stops early when `cancel` becomes true.
+void walkTree(const std::string& root, const std::atomic<bool>& cancel,
+              std::vector<FoundFile>* files);
+// The same for root/DCIM/NNNXXXXX/XXXXNNNN.EXT only (names compared without
+// regard to case).
+void walkDcf(const std::string& root, const std::atomic<bool>& cancel,
+             std::vector<FoundFile>* files);
+// Whether `path` has the shape of a DCF file below `root`.
+bool isDcfPath(const std::string& root, const std::string& path);
+
+// Whether the scanner looks at a file of this name at all.
+bool wantedName(const std::string& name);
+
+}  // namespace scan_walker
+
+#endif  // DMS_SCANNER_SCAN_WALKER_H
