@@ -292,6 +292,12 @@ int UPnPCDSBrowse::__BrowseMetadata() {
     return respond(701, nullptr);
   }
   invoker_ = kInvokerMetadata;
+  // The item is asked for by its ID: the answer is the one record the walk
+  // over the parent's batches would find, without reading every batch before
+  // it (25 for the last photo of 2,500). The walk remains for an engine that
+  // cannot answer so.
+  if (NUVCEGetContentRecord(GetID(), container_->GetID(), argument_->GetContainerID()) == 0)
+    return 0;  // the answer may already have ended the action: touch nothing
   return requestBatch(argument_->GetStartIndex(),
                       std::min(total, dms_cds::kBrowseContentBatchSize));
 }

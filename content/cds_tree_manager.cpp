@@ -211,6 +211,14 @@ int CDSTreeManager::GetContents(unsigned int requestID, DMSAppString* containerI
   return 0;
 }
 
+int CDSTreeManager::GetContentRecord(unsigned int requestID, DMSAppString* containerID,
+                                     DMSAppString* id) {
+  ContentsEnumerator* enumerator = findForRequest(containerID, "GetContentRecord");
+  if (enumerator == nullptr) return 1;
+  enumerator->GetContentRecord(requestID, containerID, id);
+  return 0;
+}
+
 int CDSTreeManager::GetContent(unsigned int requestID, DMSAppString* containerID, DMSAppString* id,
                                bool flag) {
   ContentsEnumerator* enumerator = findForRequest(containerID, "GetContent");

@@ -44,6 +44,7 @@ class CDSTreeManager : public ContentsEnumeratorEventListener {
   int GetContents(unsigned int requestID, DMSAppString* containerID, unsigned int start,
                   unsigned int count, bool flag);
   int GetContent(unsigned int requestID, DMSAppString* containerID, DMSAppString* id, bool flag);
+  int GetContentRecord(unsigned int requestID, DMSAppString* containerID, DMSAppString* id);
   int DestroyContent(unsigned int requestID, DMSAppString* containerID, DMSAppString* id);
   // Takes `record`: sets its MIME type from its file path and lets the
   // container's enumerator reserve its ID (answer type 10). 1 for an

@@ -195,6 +195,22 @@ int NUVCEGetContents(unsigned int requestID, DMSAppString* containerID, unsigned
              : 1;
 }
 
+int NUVCEGetContentRecord(unsigned int requestID, DMSAppString* containerID, DMSAppString* id) {
+  SharedText container, content;
+  if (tree() == nullptr || !shareCopy(containerID, &container) || !shareCopy(id, &content)) {
+    return 1;
+  }
+  return queue([requestID, container, content] {
+    CDSTreeManager* t = CDSTreeManager::GetInstance();
+    if (t == nullptr || t->GetContentRecord(requestID, container.get(), content.get()) != 0) {
+      NotifyCDSWLResponse(static_cast<int>(requestID), NUVCDSWL_RES_CONTENTS, NUVCDSWL_RES_FAILURE,
+                          0, nullptr, nullptr);
+    }
+  })
+             ? 0
+             : 1;
+}
+
 int NUVCEGetContent(unsigned int requestID, DMSAppString* containerID, DMSAppString* id,
                     bool flag) {
   SharedText container, content;

@@ -22,6 +22,10 @@ class ContentsEnumerator {
   // Answers whether the item exists (response type 7).
   virtual int GetContent(unsigned int requestID, DMSAppString* containerID, DMSAppString* id,
                          bool flag) = 0;
+  // Answers with a record list (response type 6) holding the one listed
+  // item `id`, or none. 0 when answered with a list, 1 with a failure.
+  virtual int GetContentRecord(unsigned int requestID, DMSAppString* containerID,
+                               DMSAppString* id) = 0;
   // Deletes the item with its file (response type 2).
   virtual int DestroyContent(unsigned int requestID, DMSAppString* containerID,
                              DMSAppString* id) = 0;

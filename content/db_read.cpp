@@ -10,6 +10,7 @@
 #include "record_list.h"
 #include "sql_text.h"
 #include "sqlite_handles.h"
+#include "text_util.h"
 
 namespace {
 
@@ -67,6 +68,32 @@ DMSCDSList* MultiMediaDbConnector::readPage(unsigned int mode, int start, int co
       freeRecordList(list);
       return nullptr;
     }
+  }
+  return list;
+}
+
+DMSCDSList* MultiMediaDbConnector::GetListedItem(unsigned int mode, DMSAppString* id) {
+  if (!sql_text::validMode(mode)) return nullptr;
+  std::string quoted;
+  std::string sql;
+  if (!sql_text::sqlValue(text_util::textOf(id), &quoted) ||
+      !sql_text::formatStatement(&sql, sql_text::listedObjectById(mode), kShared, quoted.c_str(), 0,
+                                 0)) {
+    return nullptr;
+  }
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  if (!connected_) return nullptr;
+  SqliteTable table;
+  if (!selectRows(sql, &table) || !table.hasResult()) return nullptr;
+  if (table.rows() > 0 && table.columns() != columnsOfKind(mode)) return nullptr;
+  const int rows = table.rows() > 0 ? 1 : 0;
+  DMSCDSList* list = newRecordList(static_cast<int>(mode), rows);
+  if (list == nullptr || rows == 0) return list;
+  ContentsEnumeratorArgument* record = recordFromRow(mode, table, 0);
+  if (record == nullptr || !appendRecord(list, record)) {
+    delete record;
+    freeRecordList(list);
+    return nullptr;
   }
   return list;
 }

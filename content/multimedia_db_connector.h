@@ -63,6 +63,9 @@ class MultiMediaDbConnector {
   // Only pages wholly present in the table are returned: the result must hold
   // exactly `count` rows. start < 0 gives null without touching the database.
   DMSCDSList* GetImageItems(int start, int count);
+  // The one item `id` of kind `mode` as a listing would offer it: a record
+  // list holding it, or no record when it is not listed; null on error.
+  DMSCDSList* GetListedItem(unsigned int mode, DMSAppString* id);
   DMSCDSList* GetAudioItems(int start, int count);
   DMSCDSList* GetVideoItems(int start, int count);
   // The same from the caches (copies of the cached records).

@@ -110,6 +110,22 @@ int MultiMediaDBEnumerator::GetContents(unsigned int requestID, DMSAppString* /*
   return 0;
 }
 
+int MultiMediaDBEnumerator::GetContentRecord(unsigned int requestID, DMSAppString* /*containerID*/,
+                                             DMSAppString* id) {
+  int request = static_cast<int>(requestID);
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  DMSCDSList* list = nullptr;
+  if ((kind_ == kImageKind || kind_ == kAudioKind || kind_ == kVideoKind) && db != nullptr)
+    list = db->GetListedItem(static_cast<unsigned int>(kind_), id);
+  if (list == nullptr) {
+    NotifyCDSWLResponse(request, NUVCDSWL_RES_CONTENTS, NUVCDSWL_RES_FAILURE, 0, nullptr, nullptr);
+    return 1;
+  }
+  // The receiver owns the list.
+  NotifyCDSWLResponse(request, NUVCDSWL_RES_CONTENTS, NUVCDSWL_RES_SUCCESS, 0, nullptr, list);
+  return 0;
+}
+
 int MultiMediaDBEnumerator::GetContent(unsigned int requestID, DMSAppString* containerID,
                                        DMSAppString* id, bool /*flag*/) {
   MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();

@@ -23,6 +23,8 @@ class MultiMediaDBEnumerator : public ContentsEnumerator {
   int GetTotalMatches(unsigned int requestID, DMSAppString* containerID) override;
   int GetContents(unsigned int requestID, DMSAppString* containerID, unsigned int start,
                   unsigned int count, bool flag) override;
+  int GetContentRecord(unsigned int requestID, DMSAppString* containerID,
+                       DMSAppString* id) override;
   int GetContent(unsigned int requestID, DMSAppString* containerID, DMSAppString* id,
                  bool flag) override;
   int DestroyContent(unsigned int requestID, DMSAppString* containerID, DMSAppString* id) override;

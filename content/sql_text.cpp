@@ -129,6 +129,12 @@ const char* objectById(unsigned int mode) {
                 "select * from VideoTable where id = \"%s\"%c%c");
 }
 
+const char* listedObjectById(unsigned int mode) {
+  return byMode(mode, "select * from ImageTable where Share = %d and id = \"%s\"%c%c",
+                "select * from AudioTable where %d and id = \"%s\"%c%c",
+                "select * from VideoTable where Share = %d and id = \"%s\"%c%c");
+}
+
 const char* deleteMediaRow(unsigned int mode) {
   return byMode(mode, "delete from ImageTable where id = \"%s\"%c%c",
                 "delete from AudioTable where id = \"%s\"%c%c",

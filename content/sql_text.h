@@ -59,6 +59,9 @@ extern const char kVideoThumbnail[];
 const char* mimeByPath(unsigned int mode);
 const char* idByPath(unsigned int mode);
 const char* objectById(unsigned int mode);
+// The whole row of an item as listings offer it (shared images and videos),
+// by ID: "%d" the share flag (1; always true for audio), "%s" the ID.
+const char* listedObjectById(unsigned int mode);
 const char* deleteMediaRow(unsigned int mode);
 const char* pathByUri(unsigned int mode);
 const char* mimeByUri(unsigned int mode);

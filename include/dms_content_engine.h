@@ -118,6 +118,9 @@ DMSAppString* NUVCEGetBasicViewInfomationMA();
 int NUVCEGetContents(unsigned int requestID, DMSAppString* containerID, unsigned int start,
                      unsigned int count, bool flag);
 int NUVCEGetContent(unsigned int requestID, DMSAppString* containerID, DMSAppString* id, bool flag);
+/* One listed item by its content ID, answered as a batch (response type 6)
+ * holding that record, or no record when the container does not list it. */
+int NUVCEGetContentRecord(unsigned int requestID, DMSAppString* containerID, DMSAppString* id);
 int NUVCEDestroyContent(unsigned int requestID, DMSAppString* containerID, DMSAppString* id);
 /* Takes ownership of `record` (also when refused). Its MIME type is set from
  * its file path; it becomes a temporary content once its ID is reserved. */

@@ -76,6 +76,25 @@ size_t HttpConnection::takePending(char* buffer, size_t max) {
 }
 
 ssize_t HttpConnection::read(char* buffer, size_t max, const std::function<void()>& askForPiece) {
+  size_t total = 0;
+  for (;;) {
+    const ssize_t n = readPiece(buffer + total, max - total, askForPiece);
+    // The end or an error shows on the next call once the bytes are out.
+    if (n < 0) return total > 0 ? static_cast<ssize_t>(total) : n;
+    total += static_cast<size_t>(n);
+    if (total + kHttpPieceBytes > max || !moreAtHand()) return static_cast<ssize_t>(total);
+  }
+}
+
+bool HttpConnection::moreAtHand() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  // A handler that answers from another thread (a live stream) has its
+  // piece sent at once instead of waiting for the buffer to fill.
+  return !lastArrived_ && piecePrompt_;
+}
+
+ssize_t HttpConnection::readPiece(char* buffer, size_t max,
+                                  const std::function<void()>& askForPiece) {
   std::unique_lock<std::mutex> lock(mutex_);
   for (int empty = 0; empty < kMaxEmptyPieces; ++empty) {
     if (cancelled_ || max == 0) return -2;
@@ -88,6 +107,7 @@ ssize_t HttpConnection::read(char* buffer, size_t max, const std::function<void(
     lock.unlock();
     askForPiece();
     lock.lock();
+    piecePrompt_ = pieceArrived_;
     changed_.wait_for(lock, kHttpHandlerWait, [this] { return pieceArrived_ || cancelled_; });
     target_buffer_ = nullptr;
     const size_t filled = filled_;

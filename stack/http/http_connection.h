@@ -71,8 +71,9 @@ class HttpConnection {
   // Fills `buffer` with the next body bytes for libmicrohttpd: bytes left
   // over from an earlier piece first, else asks the handler for a piece with
   // `askForPiece` (callback 3) and takes what it sends, directly into
-  // `buffer`. The count, 0 never; -1 at the end of the body, -2 on failure
-  // (cancelled, or no piece within the wait).
+  // `buffer`; further whole pieces while they fit. The count, 0 never; -1
+  // at the end of the body, -2 on failure (cancelled, or no piece within
+  // the wait).
   ssize_t read(char* buffer, size_t max, const std::function<void()>& askForPiece);
 
   // Ends the request early: waits end, reads fail, the socket is shut down.
@@ -84,6 +85,12 @@ class HttpConnection {
   void setSocket(int fd);
 
  private:
+  // One piece (or left-over bytes) into `buffer`, as read() returns.
+  ssize_t readPiece(char* buffer, size_t max, const std::function<void()>& askForPiece);
+  // Whether read() may gather another piece now: the last one has not come
+  // and the handler answered the latest request for a piece at once.
+  bool moreAtHand() const;
+
   size_t takePending(char* buffer, size_t max);  // mutex_ held
 
   const int id_;
@@ -103,6 +110,7 @@ class HttpConnection {
   size_t targetMax_ = 0;
   size_t filled_ = 0;
   bool pieceArrived_ = false;
+  bool piecePrompt_ = false;  // guarded by mutex_: the latest piece came during the request
   bool lastArrived_ = false;
   std::string pending_;  // bytes beyond what the waiting buffer took
   size_t pendingOffset_ = 0;

@@ -27,6 +27,11 @@ constexpr size_t kHttpConnectionMemoryBytes = 32 * 1024;
 // 20480 bytes per piece, which then goes to the socket without another copy.
 constexpr size_t kHttpPieceBytes = 20480;
 
+// libmicrohttpd's body buffer: whole pieces are gathered into it, one
+// "response sent" notification each, so that one send() carries several
+// (a piece a system call halves the streaming rate).
+constexpr size_t kHttpSendBufferBytes = 12 * kHttpPieceBytes;
+
 // How long a request waits for a response, or a body for its next piece,
 // that a handler gives from another thread, before the connection is closed.
 constexpr std::chrono::milliseconds kHttpHandlerWait{30000};

@@ -121,7 +121,7 @@ MHD_Result queueResponse(MHD_Connection* mc, HttpConnection* c, const QueuedResp
             : MHD_create_response_from_buffer(0, const_cast<char*>(""), MHD_RESPMEM_PERSISTENT);
   } else {
     response = MHD_create_response_from_callback(r.lengthKnown ? r.length : MHD_SIZE_UNKNOWN,
-                                                 kHttpPieceBytes, &readBody, c, nullptr);
+                                                 kHttpSendBufferBytes, &readBody, c, nullptr);
   }
   if (response == nullptr) return MHD_NO;
   int flags = MHD_RF_NONE;

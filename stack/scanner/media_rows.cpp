@@ -105,6 +105,21 @@ bool MediaRows::open(const std::string& dbPath) {
             "id INTEGER, kind INTEGER, size INTEGER, mtime INTEGER);")) {
     return false;
   }
+  // The server pages listings newest first and resolves every HTTP request
+  // by URI; without these each page sorts the whole table and each request
+  // scans it (13 ms and 0.7 ms on 5,000 photos, against 0.8 and 0.03).
+  for (const char* index :
+       {"create index if not exists ImageListing on ImageTable (Share, SortIndex);",
+        "create index if not exists VideoListing on VideoTable (Share, SortIndex);",
+        "create index if not exists ImageUri on ImageTable (uri);",
+        "create index if not exists ImageThumbnailUri on ImageTable (Thumbnailuri);",
+        "create index if not exists ImageScreennailUri on ImageTable (Screennailuri);",
+        "create index if not exists AudioUri on AudioTable (uri);",
+        "create index if not exists VideoUri on VideoTable (uri);",
+        "create index if not exists VideoThumbnailUri on VideoTable (Thumbnailuri);",
+        "create index if not exists ObjectPath on ObjectTable (FullPath);"}) {
+    exec(index);  // a missing table shows in the log; the scan goes on
+  }
   st_ = std::make_unique<Statements>();
   struct {
     Stmt* stmt;

@@ -463,12 +463,21 @@ TEST_F(BrowseEngineTest, UnreadableCountIsAFault) {
   EXPECT_TRUE(log.has("[CM] DMS CDS Database Error!!!", 2));
 }
 
-TEST_F(BrowseEngineTest, ItemMetadataIsAnsweredFromAnyBatch) {
+TEST_F(BrowseEngineTest, ItemMetadataIsReadByItsIdNotBatchByBatch) {
   startWith(images(230));
   const std::string body = browse(browseArgs("1$217", "BrowseMetadata", "dc:title"));
   EXPECT_EQ(number(body, "NumberReturned"), "1");
   EXPECT_NE(result(body).find("Photo 217"), std::string::npos);
-  EXPECT_EQ(batches(), (std::vector<int>{100, 100, 30}));
+  EXPECT_EQ(batches(), (std::vector<int>{1}));
+}
+
+TEST_F(BrowseEngineTest, ItemMetadataOfAnIdTheContainerDoesNotListIs701) {
+  startWith(images(30));
+  LogCapture log;
+  EXPECT_EQ(browse(browseArgs("1$999", "BrowseMetadata", "*")), faultBody(701, "No such object"));
+  EXPECT_TRUE(log.has("[UPnPAppCDS] No such Object!!!", 2));
+  EXPECT_EQ(browse(browseArgs("1$\"x\"", "BrowseMetadata", "*")),
+            faultBody(701, "No such object"));
 }
 
 // ---- Schema ----
