@@ -128,6 +128,31 @@ TEST_F(ScannerRows, TitleIsTheFileNameAndDateFallsBackToTheFileTime) {
   EXPECT_EQ(expected, column("ImageTable", photo, "date"));
 }
 
+TEST_F(ScannerRows, ListingsAndUriLookupsUseIndexes) {
+  const std::string dir = content_test::scratchPath("indexed");
+  content_test::removeTree(dir);
+  scanner_test::copyFile(mediaPath("photos/sony_mavica-fd5_MVC-004S.JPG"), dir + "/a.jpg");
+  scan(dir);
+  const char* queries[] = {
+      "select * from ImageTable where Share = 1 ORDER BY SortIndex DESC limit 0,100",
+      "select * from VideoTable where Share = 1 ORDER BY SortIndex DESC limit 0,100",
+      "select FullPath from ImageTable where uri = '/media/1.jpg'",
+      "select FullPath from ImageTable where Thumbnailuri = '/nuvthumb1.jpg'",
+      "select FullPath from ImageTable where Screennailuri = '/nuvscreen1.jpg'",
+      "select FullPath from AudioTable where uri = '/media/1.mp3'",
+      "select FullPath from VideoTable where uri = '/media/1.mp4'",
+      "select FullPath from VideoTable where Thumbnailuri = '/nuvthumbvideo1.jpg'"};
+  for (const char* sql : queries) {
+    std::string plan;
+    for (const auto& row : scanner_test::rows(db_, std::string("explain query plan ") + sql))
+      plan += row.back() + "\n";
+    // A full scan reads "SCAN <table>" without an index and, for the
+    // listings, sorts with a temporary B-tree.
+    EXPECT_NE(plan.find("USING INDEX"), std::string::npos) << sql << "\n" << plan;
+    EXPECT_EQ(plan.find("TEMP B-TREE"), std::string::npos) << sql << "\n" << plan;
+  }
+}
+
 TEST_F(ScannerRows, ExifTitleWinsOverTheFileName) {
   const std::string dir = content_test::scratchPath("titled");
   content_test::removeTree(dir);
