@@ -7,6 +7,11 @@
 
 namespace content_limits {
 
+// How long a statement waits for another connection's lock (the scanner
+// writing a batch) before it fails: the connector's own writes, such as
+// reserving an ID for CreateObject, should not fail because a scan runs.
+constexpr int kDbBusyTimeoutMs = 2000;
+
 // Work buffer of a create statement: a table name of this length or more
 // gives no statement, and the column list must fit as well.
 constexpr size_t kCreateStatementBufferBytes = 1024;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 
+#include "content_limits.h"
 #include "contents_enumerator_argument.h"
 #include "dms_conversions.h"
 #include "dms_mem_ptr.h"
@@ -82,6 +83,7 @@ bool MultiMediaDbConnector::ConnectDB() {
       db_.reset();
       return false;
     }
+    sqlite3_busy_timeout(db_.get(), content_limits::kDbBusyTimeoutMs);
     NUVPrintf(NUV_LOG_INFO, "[ConnectDB] sqlite3_open() ok \n");
     return true;
   }
@@ -92,6 +94,7 @@ bool MultiMediaDbConnector::ConnectDB() {
   rc = sqlite3_open_v2(path.get(), &raw, kOpenFlags, nullptr);
   db_.reset(raw);
   if (rc != SQLITE_OK) db_.reset();
+  if (db_ != nullptr) sqlite3_busy_timeout(db_.get(), content_limits::kDbBusyTimeoutMs);
   CreateTables();
   if (rc != SQLITE_OK) {
     NUVPrintf(NUV_LOG_ERROR, "[ConnectDB] sqlite3_open() failed \n");

@@ -16,3 +16,6 @@ foreach(content_test_name
   target_compile_definitions(${content_test_name} PRIVATE
     CONTENT_PICTURES_DIR="${PROJECT_SOURCE_DIR}/content/pictures")
 endforeach()
+# A second connection of its own holds a lock in the robustness test.
+find_package(SQLite3 REQUIRED)
+target_link_libraries(db_robustness_test PRIVATE SQLite::SQLite3)

@@ -6,10 +6,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <sqlite3.h>
+
+#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "content_test_support.h"
 #include "contents_enumerator_argument.h"
@@ -150,6 +154,24 @@ TEST_F(Robustness, ReadOnlyDatabaseReadsButRefusesWrites) {
   EXPECT_EQ("1|1\n", shell(file,
                            "select (select count(*) from ObjectTable), (select count(*) "
                            "from ImageTable);"));
+}
+
+TEST_F(Robustness, AWriteWaitsForAnotherConnectionsLockInsteadOfFailing) {
+  seed(content_test::insertImageSql(ImageRow()));
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  ASSERT_TRUE(db->IsConnected());
+  // Another writer (the scanner, say) holds the database for a moment.
+  sqlite3* other = nullptr;
+  ASSERT_EQ(SQLITE_OK, sqlite3_open(dbPath().c_str(), &other));
+  ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "begin exclusive;", nullptr, nullptr, nullptr));
+  std::thread writer([other] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    sqlite3_exec(other, "commit;", nullptr, nullptr, nullptr);
+  });
+  EXPECT_TRUE(db->ExecSqlStatmentNoValueReturn("update ImageTable set Title = \"waited\";"));
+  writer.join();
+  sqlite3_close(other);
+  EXPECT_EQ("waited\n", shell(dbPath(), "select Title from ImageTable;"));
 }
 
 TEST_F(Robustness, ForeignFileConnectsButEveryQueryFailsAndLogs) {
