@@ -285,21 +285,19 @@ int UPnPCDSBrowse::__BrowseMetadata() {
     return respond(701, nullptr);
   }
   container_ = std::move(parent);
-  contentTotal_ = total;
-  contentsWanted_ = total;
   if (total == 0) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] No such Object!!!");
     return respond(701, nullptr);
   }
   invoker_ = kInvokerMetadata;
-  // The item is asked for by its ID: the answer is the one record the walk
+  // The item is asked for by its ID: the answer is the one record a walk
   // over the parent's batches would find, without reading every batch before
-  // it (25 for the last photo of 2,500). The walk remains for an engine that
-  // cannot answer so.
-  if (NUVCEGetContentRecord(GetID(), container_->GetID(), argument_->GetContainerID()) == 0)
-    return 0;  // the answer may already have ended the action: touch nothing
-  return requestBatch(argument_->GetStartIndex(),
-                      std::min(total, dms_cds::kBrowseContentBatchSize));
+  // it (25 for the last photo of 2,500).
+  if (NUVCEGetContentRecord(GetID(), container_->GetID(), argument_->GetContainerID()) != 0) {
+    NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSBrowse] Content request refused by the engine!!!");
+    return respond(1, nullptr);
+  }
+  return 0;  // the answer may already have ended the action: touch nothing
 }
 
 int UPnPCDSBrowse::__BrowseMetadata_CheckContentsAndRequest(DMSCDSList* list) {
@@ -314,12 +312,10 @@ int UPnPCDSBrowse::__BrowseMetadata_CheckContentsAndRequest(DMSCDSList* list) {
     freeRecordList(list);
     return respond(701, nullptr);
   }
-  int received = 0;
   int found = -1;  // the writer's result once the object is found
   for (const stDMSCDSListItem* item = firstRecord(list); item != nullptr; item = item->next) {
     auto* record = static_cast<ContentsEnumeratorArgument*>(item->data);
     if (record == nullptr) continue;
-    ++received;
     if (found >= 0 || record->GetContentID() == nullptr ||
         record->GetContentID()->Compare(textOf(argument_->GetContainerID())) != 0)
       continue;
@@ -333,22 +329,15 @@ int UPnPCDSBrowse::__BrowseMetadata_CheckContentsAndRequest(DMSCDSList* list) {
     }
   }
   freeRecordList(list);
-  contentsReceived_ += received;
-  // Once found the object is answered at once: later batches cannot change
-  // a one-object Result.
+  // The batch is the object's own record or nothing (NUVCEGetContentRecord).
   if (found == 0) {
     NUVPrintf(NUV_LOG_INFO,
               "[UPnPCDSBrowse] Send Resonse to  __GetItem_BrowseMetadata_ExecuteCallback");
     return respondWithResult(1, 1);
   }
   if (found > 0) return respond(1, nullptr);
-  if (contentsReceived_ >= contentsWanted_ || received == 0) {
-    NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] No such Object!!!");
-    return respond(701, nullptr);
-  }
-  return requestBatch(
-      argument_->GetStartIndex() + contentsReceived_,
-      std::min(contentsWanted_ - contentsReceived_, dms_cds::kBrowseContentBatchSize));
+  NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] No such Object!!!");
+  return respond(701, nullptr);
 }
 
 int UPnPCDSBrowse::NotifyCommandResponse(int /*id*/, NUVCDSWL_RES_TYPE type,

@@ -59,9 +59,14 @@ DMSCDSList* MultiMediaDbConnector::readPage(unsigned int mode, int start, int co
     return nullptr;
   }
 
-  DMSCDSList* list = newRecordList(static_cast<int>(mode), count);
+  return recordsOf(mode, table, count);
+}
+
+DMSCDSList* MultiMediaDbConnector::recordsOf(unsigned int mode, const SqliteTable& table,
+                                             int rows) {
+  DMSCDSList* list = newRecordList(static_cast<int>(mode), rows);
   if (list == nullptr) return nullptr;
-  for (int row = 0; row < table.rows(); ++row) {
+  for (int row = 0; row < rows; ++row) {
     ContentsEnumeratorArgument* record = recordFromRow(mode, table, row);
     if (record == nullptr || !appendRecord(list, record)) {
       delete record;
@@ -86,16 +91,7 @@ DMSCDSList* MultiMediaDbConnector::GetListedItem(unsigned int mode, DMSAppString
   SqliteTable table;
   if (!selectRows(sql, &table) || !table.hasResult()) return nullptr;
   if (table.rows() > 0 && table.columns() != columnsOfKind(mode)) return nullptr;
-  const int rows = table.rows() > 0 ? 1 : 0;
-  DMSCDSList* list = newRecordList(static_cast<int>(mode), rows);
-  if (list == nullptr || rows == 0) return list;
-  ContentsEnumeratorArgument* record = recordFromRow(mode, table, 0);
-  if (record == nullptr || !appendRecord(list, record)) {
-    delete record;
-    freeRecordList(list);
-    return nullptr;
-  }
-  return list;
+  return recordsOf(mode, table, table.rows() > 0 ? 1 : 0);
 }
 
 int MultiMediaDbConnector::countRows(const std::string& sql) {

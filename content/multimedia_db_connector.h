@@ -153,6 +153,9 @@ class MultiMediaDbConnector {
   DMSAppString* selectFirstText(const char* format, const char* value);
   int countRows(const std::string& sql);
   DMSCDSList* readPage(unsigned int mode, int start, int count);
+  // A record list of kind `mode` with the first `rows` rows of `table`;
+  // null when a record cannot be made.
+  DMSCDSList* recordsOf(unsigned int mode, const SqliteTable& table, int rows);
   DMSCDSList* pageFromCache(const Records& cache, int kind, int start, int count);
   void addToImageObjectVector();
   void addToVideoObjectVector();

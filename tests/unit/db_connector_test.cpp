@@ -10,6 +10,7 @@
 #include "log_capture.h"
 #include "multimedia_db_connector.h"
 #include "record_list.h"
+#include "sql_text.h"
 
 namespace {
 
@@ -91,6 +92,27 @@ TEST_F(Connector, ImagePagesAreSharedOnlyNewestFirst) {
   RecordList middle(db->GetImageItems(1, 1));
   ASSERT_NE(nullptr, middle);
   EXPECT_EQ((std::vector<std::string>{"10"}), ids(middle.get()));
+}
+
+TEST_F(Connector, ListedItemByIdIsTheRecordAListingWouldOffer) {
+  seed(threeImages());
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  DMSAppString listed("11");
+  RecordList one(db->GetListedItem(sql_text::kImage, &listed));
+  ASSERT_NE(nullptr, one);
+  EXPECT_EQ(1, recordListKind(one.get()));
+  EXPECT_EQ((std::vector<std::string>{"11"}), ids(one.get()));
+  // Not shared, absent, or of another kind: a list without a record.
+  for (const char* id : {"20", "99", "\"11"}) {
+    DMSAppString missing(id);
+    RecordList none(db->GetListedItem(sql_text::kImage, &missing));
+    ASSERT_NE(nullptr, none) << id;
+    EXPECT_EQ(0, recordListCount(none.get())) << id;
+  }
+  RecordList audio(db->GetListedItem(sql_text::kAudio, &listed));
+  ASSERT_NE(nullptr, audio);
+  EXPECT_EQ(0, recordListCount(audio.get()));
+  EXPECT_EQ(nullptr, db->GetListedItem(99, &listed));
 }
 
 TEST_F(Connector, PageRunningPastTheEndOfTheTableIsNull) {
