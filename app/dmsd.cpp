@@ -44,7 +44,7 @@ struct StatePaths {
 };
 
 StatePaths statePaths(const DaemonOptions& o) {
-  return {o.stateDir + "/media.db", o.stateDir + "/thumbnails", o.stateDir + "/uploads",
+  return {o.stateDir + "/media.db", o.stateDir + "/thumbnails", o.uploadDir,
           o.stateDir + "/description"};
 }
 
@@ -55,6 +55,7 @@ void configureStack(const DaemonOptions& o, const StatePaths& paths) {
   NUVSetConfiguration("MEDIA-TV-DB-FILEPATH", paths.database.c_str());
   NUVSetConfiguration("SUBSTITUTE-PICTURE-DIR", DMS_PICTURES_DIR);
   NUVSetConfiguration("THUMBNAIL-CACHE-DIR", paths.thumbnails.c_str());
+  NUVSetConfiguration("MAX-UPLOAD-SIZE", std::to_string(o.maxUploadBytes).c_str());
   // Certification mode picks the scan (off: the DCF layout) and turns off the
   // listing caches, which are filled once at start: with every file of the
   // folder served and registered while running, listings must come from the
@@ -167,6 +168,7 @@ int main(int argc, char** argv) {
   }
   StartAccessConsole();
   DMSSetThumbnailRenderers(ASLWifi_getMovieThumbBuffer, ASLWifi_getJpegThumbBuffer);
+  DMSSetThumbnailRemover(ASLWifi_removeThumbBuffers);
 
   char* description = NUVDMSGetDescriptionURLMA(connectionID);
   printf("dmsd: serving %s as \"[Camera]%s\"; access: %s\n", options.media.c_str(),
@@ -174,6 +176,7 @@ int main(int argc, char** argv) {
   printf("dmsd: description at %s; streaming port %d; state in %s\n",
          description != nullptr ? description : "(unknown)", options.port,
          options.stateDir.c_str());
+  printf("dmsd: uploads go to %s\n", options.uploadDir.c_str());
   printf("dmsd: running; stop with Ctrl-C or SIGTERM\n");
   fflush(stdout);
   DMSAppMemFree(description);

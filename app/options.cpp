@@ -33,6 +33,15 @@ const char kUsage[] =
     "  -s, --state DIR       state directory: database, thumbnails, uploads and\n"
     "                        description files (default $XDG_DATA_HOME/dmsd,\n"
     "                        else ~/.local/share/dmsd)\n"
+    "  -U, --upload-dir DIR  folder that files uploaded by players (CreateObject,\n"
+    "                        then HTTP POST) are written to (default\n"
+    "                        STATE/uploads); it may lie inside the media folder\n"
+    "      --max-upload-size SIZE\n"
+    "                        largest upload accepted, in bytes or with a K, M or\n"
+    "                        G suffix (powers of 1024); 0 for no limit (default).\n"
+    "                        Larger uploads, and uploads larger than the free\n"
+    "                        space, are refused with HTTP 413 before any byte is\n"
+    "                        written\n"
     "  -n, --name NAME       model name; the device is announced as\n"
     "                        \"[Camera]NAME\" (default dmsd)\n"
     "  -A, --access POLICY   which players may browse and stream:\n"
@@ -47,9 +56,10 @@ const char kUsage[] =
     "  -l, --allow IP[,IP..] addresses admitted under 'listed' and 'ask'\n"
     "  -c, --config FILE     read options from FILE: one \"key = value\" per\n"
     "                        line with the long option names as keys (media,\n"
-    "                        address, interface, port, upnp-port, state, name,\n"
-    "                        access, allow, verbose; dcf and watch take yes or\n"
-    "                        no); '#' starts a comment.\n"
+    "                        address, interface, port, upnp-port, state,\n"
+    "                        upload-dir, max-upload-size, name, access, allow,\n"
+    "                        verbose; dcf and watch take yes or no); '#' starts\n"
+    "                        a comment.\n"
     "                        Command-line options win. SIGHUP re-reads the\n"
     "                        access and allow keys.\n"
     "      --dcf             scan only the camera layout DCIM/NNNXXXXX/XXXXNNNN.EXT\n"
@@ -82,6 +92,15 @@ const char kUsage[] =
     "cannot be read are skipped with one log line. Thumbnails of movies and of\n"
     "photos without one are rendered once and kept in STATE/thumbnails.\n"
     "\n"
+    "Uploads: a player creates an item (CreateObject) in the photo, music or\n"
+    "video container and then sends the file by HTTP POST to the importUri it\n"
+    "was given. The file is written under a hidden name in the upload folder and\n"
+    "appears under its own name once complete; it is then registered like a\n"
+    "scanned file and announced. An item whose upload does not start within 35\n"
+    "seconds is removed again; an upload that stalls for 40 seconds is abandoned\n"
+    "and its partial file deleted. POSTs to anything but a created item are\n"
+    "refused (403).\n"
+    "\n"
     "Signals: SIGINT and SIGTERM stop the server cleanly; SIGHUP re-reads the\n"
     "access settings of the config file; SIGUSR1 rescans the media folder.\n"
     "Exit status: 0 after a clean stop, 1 on a start-up error, 2 on a usage error.\n";
@@ -91,6 +110,23 @@ std::string trim(const std::string& s) {
   if (b == std::string::npos) return std::string();
   size_t e = s.find_last_not_of(" \t\r\n");
   return s.substr(b, e - b + 1);
+}
+
+// A byte count with an optional K, M or G suffix (powers of 1024).
+bool parseSize(const std::string& text, unsigned long long* bytes) {
+  if (text.empty() || text[0] < '0' || text[0] > '9') return false;
+  errno = 0;
+  char* end = nullptr;
+  unsigned long long value = strtoull(text.c_str(), &end, 10);
+  if (errno != 0) return false;
+  unsigned int shift = 0;
+  if (*end == 'K' || *end == 'k') shift = 10;
+  if (*end == 'M' || *end == 'm') shift = 20;
+  if (*end == 'G' || *end == 'g') shift = 30;
+  if (shift != 0) ++end;
+  if (*end != '\0' || (shift != 0 && value > (~0ull >> shift))) return false;
+  *bytes = value << shift;
+  return true;
 }
 
 bool parsePort(const std::string& text, int* port) {
@@ -138,6 +174,11 @@ std::string apply(const std::string& key, const std::string& value, const std::s
     }
   } else if (key == "state") {
     o->stateDir = value;
+  } else if (key == "upload-dir") {
+    o->uploadDir = value;
+  } else if (key == "max-upload-size") {
+    if (!parseSize(value, &o->maxUploadBytes))
+      return where + ": max-upload-size must be a number of bytes, optionally with K, M or G";
   } else if (key == "name") {
     o->name = value;
   } else if (key == "dcf" || key == "watch") {
@@ -182,14 +223,16 @@ struct Flag {
   const char* key;  // null: no value
 };
 
-const Flag kFlags[] = {{"-m", "--media", "media"},         {"-a", "--address", "address"},
-                       {"-i", "--interface", "interface"}, {"-p", "--port", "port"},
-                       {"-s", "--state", "state"},         {"-n", "--name", "name"},
-                       {"-u", "--upnp-port", "upnp-port"}, {"-A", "--access", "access"},
-                       {"-l", "--allow", "allow"},         {"-c", "--config", "config"},
-                       {"-v", "--verbose", nullptr},       {"-h", "--help", nullptr},
-                       {nullptr, "--dcf", nullptr},        {nullptr, "--no-watch", nullptr},
-                       {nullptr, "--version", nullptr}};
+const Flag kFlags[] = {
+    {"-m", "--media", "media"},           {"-a", "--address", "address"},
+    {"-i", "--interface", "interface"},   {"-p", "--port", "port"},
+    {"-s", "--state", "state"},           {"-n", "--name", "name"},
+    {"-u", "--upnp-port", "upnp-port"},   {"-A", "--access", "access"},
+    {"-U", "--upload-dir", "upload-dir"}, {nullptr, "--max-upload-size", "max-upload-size"},
+    {"-l", "--allow", "allow"},           {"-c", "--config", "config"},
+    {"-v", "--verbose", nullptr},         {"-h", "--help", nullptr},
+    {nullptr, "--dcf", nullptr},          {nullptr, "--no-watch", nullptr},
+    {nullptr, "--version", nullptr}};
 
 std::string defaultStateDir() {
   const char* xdg = getenv("XDG_DATA_HOME");
@@ -197,6 +240,16 @@ std::string defaultStateDir() {
   const char* home = getenv("HOME");
   if (home != nullptr && *home != '\0') return std::string(home) + "/.local/share/dmsd";
   return "/var/tmp/dmsd";
+}
+
+// The absolute path without symbolic links, "." or ".."; `path` itself when
+// it cannot be resolved.
+std::string canonical(const std::string& path) {
+  char* resolved = realpath(path.c_str(), nullptr);
+  if (resolved == nullptr) return path;
+  std::string result(resolved);
+  free(resolved);
+  return result;
 }
 
 bool isDirectory(const std::string& path) {
@@ -296,6 +349,9 @@ std::string ValidateDaemonOptions(DaemonOptions* o) {
     return "media folder " + o->media + " does not exist or is not a folder";
   if (access(o->media.c_str(), R_OK | X_OK) != 0)
     return "media folder " + o->media + " is not readable";
+  // One spelling of every path: an upload folder inside the media folder
+  // must name its files exactly as the scan of the media folder does.
+  o->media = canonical(o->media);
   if (!o->interfaceName.empty()) {
     if (if_nametoindex(o->interfaceName.c_str()) == 0)
       return "network interface " + o->interfaceName + " does not exist";
@@ -309,6 +365,12 @@ std::string ValidateDaemonOptions(DaemonOptions* o) {
     return "cannot create state directory " + o->stateDir + ": " + strerror(errno);
   if (access(o->stateDir.c_str(), W_OK) != 0)
     return "state directory " + o->stateDir + " is not writable";
+  if (o->uploadDir.empty()) o->uploadDir = o->stateDir + "/uploads";
+  if (!makeDirectories(o->uploadDir))
+    return "cannot create upload folder " + o->uploadDir + ": " + strerror(errno);
+  if (access(o->uploadDir.c_str(), W_OK | X_OK) != 0)
+    return "upload folder " + o->uploadDir + " is not writable";
+  o->uploadDir = canonical(o->uploadDir);
   if (o->port == o->upnpPort) return "--port and --upnp-port must differ";
   if (o->interfaceName.empty()) {
     std::string error = checkPortFree(o->address, o->port);

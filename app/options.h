@@ -8,13 +8,15 @@
 struct DaemonOptions {
   std::string media;  // folder to serve (required)
   std::string address = "127.0.0.1";
-  std::string interfaceName;       // serve on this interface instead of `address`
-  int port = 9000;                 // HTTP streaming port
-  int upnpPort = 49152;            // description, SOAP control and eventing
-  std::string access = "all";      // all | listed | ask
-  std::vector<std::string> allow;  // IPv4 addresses admitted by "listed" and "ask"
-  std::string stateDir;            // database, thumbnails, uploads, descriptions
-  std::string name;                // model name announced as "[Camera]NAME"
+  std::string interfaceName;              // serve on this interface instead of `address`
+  int port = 9000;                        // HTTP streaming port
+  int upnpPort = 49152;                   // description, SOAP control and eventing
+  std::string access = "all";             // all | listed | ask
+  std::vector<std::string> allow;         // IPv4 addresses admitted by "listed" and "ask"
+  std::string stateDir;                   // database, thumbnails, uploads, descriptions
+  std::string uploadDir;                  // where uploaded files go (default STATE/uploads)
+  unsigned long long maxUploadBytes = 0;  // largest upload accepted, 0 for no limit
+  std::string name;                       // model name announced as "[Camera]NAME"
   std::string configFile;
   int verbosity = 0;  // 0 errors, 1 +information, 2 +SOAP dumps
   bool dcf = false;   // scan only the camera's DCIM layout (else every media file)

@@ -1,7 +1,7 @@
 // UPnPAppCDS: the per-action handlers. Each checks its arguments, then starts
 // the object that serves the action, or answers at once.
 //
-// The object and resource engines are not part of the library yet: a request
+// The resource engine is not part of the library yet: a resource request
 // that passes every check is answered with result 1 (fault 501) through the
 // single exit, at the point where the engine will be started.
 #include <memory>
@@ -17,11 +17,27 @@
 #include "dms_list.h"
 #include "nuv_log.h"
 #include "upnp_cds_browse.h"
+#include "upnp_cds_object.h"
 
 int UPnPAppCDS::endWithoutObject(int code, DMSAppActionInfo* actionInfo) {
   NotifyCommandResponse(code, actionInfo, nullptr, 0);
   delete actionInfo;
   return code;
+}
+
+UPnPCDSObject* UPnPAppCDS::startObject(DMSAppActionInfo* actionInfo) {
+  // Registered before it starts: the engine may answer before it returns.
+  auto* object = new (std::nothrow) UPnPCDSObject(actionInfo, this);
+  if (object == nullptr) {
+    endWithoutObject(1, actionInfo);
+    return nullptr;
+  }
+  if (object->SetID(UPnPCDSImplManager::GetInstance()->Add(object))->GetID() == 0) {
+    NotifyCommandResponse(1, actionInfo, nullptr, 0);
+    delete object;  // takes the record with it
+    return nullptr;
+  }
+  return object;
 }
 
 int UPnPAppCDS::__Browse(DMSAppActionInfo* actionInfo) {
@@ -53,8 +69,9 @@ int UPnPAppCDS::__CreateObject(DMSAppActionInfo* actionInfo) {
     delete actionInfo;
     return 0;
   }
-  // UPnPCDSObject::CreateItem(containerID, elements) starts here.
-  return endWithoutObject(1, actionInfo);
+  UPnPCDSObject* object = startObject(actionInfo);
+  if (object == nullptr) return 1;
+  return object->CreateItem(request.containerID.get(), request.elements.get());
 }
 
 int UPnPAppCDS::__ImportResource(DMSAppActionInfo* actionInfo) {
@@ -85,8 +102,9 @@ int UPnPAppCDS::__DestroyObject(DMSAppActionInfo* actionInfo) {
   std::unique_ptr<DMSAppString> objectID;
   const int code = dms_cds::decodeDestroyObjectArguments(actionInfo, &objectID);
   if (code != 0) return endWithoutObject(code, actionInfo);
-  // UPnPCDSObject::RemoveItem(objectID) starts here.
-  return endWithoutObject(1, actionInfo);
+  UPnPCDSObject* object = startObject(actionInfo);
+  if (object == nullptr) return 1;
+  return object->RemoveItem(objectID.get());
 }
 
 int UPnPAppCDS::__StopTransferResource(DMSAppActionInfo* actionInfo) {

@@ -30,6 +30,11 @@ constexpr int kCreateObjectMinArguments = 2;
 constexpr int kResourceArguments = 2;
 constexpr int kSingleIdArguments = 1;
 
+// Longest Elements argument of CreateObject, after XML unescaping. One
+// DIDL-Lite item with its title, class and a res fits in well under 4 KiB;
+// longer texts are refused (712) before they are parsed.
+constexpr unsigned int kMaxCreateObjectElementsBytes = 64 * 1024;
+
 }  // namespace dms_cds
 
 #endif  // DMS_CDS_CDS_LIMITS_H

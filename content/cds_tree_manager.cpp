@@ -244,7 +244,9 @@ int CDSTreeManager::CreateContent(unsigned int requestID, DMSAppString* containe
     delete record;
     return 1;
   }
-  record->SetMimetypeString(enumerator->GetContentMIMEType(record->GetFilePath()));
+  // A type the extension table does not know keeps the one the client gave.
+  DMSAppString* mimeType = enumerator->GetContentMIMEType(record->GetFilePath());
+  if (mimeType != nullptr) record->SetMimetypeString(mimeType);
   enumerator->ReserveNewContentID(requestID, record);
   return 0;
 }

@@ -1,8 +1,11 @@
 // MultiMediaDbConnector: deleting objects with their files.
+#include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 
+#include "dms_media_registration.h"
 #include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_string.h"
@@ -28,17 +31,39 @@ bool runStatement(sqlite3* db, const std::string& sql, std::string* error) {
   return false;
 }
 
+std::atomic<DMSThumbnailRemover> gThumbnailRemover{nullptr};
+
+// The media kind (1, 2 or 3) an object was registered with, or 0.
+unsigned int kindOfObject(sqlite3* db, const std::string& quotedId) {
+  std::string sql;
+  SqliteTable table;
+  SqliteMessage message;
+  if (!sql_text::formatStatement(&sql, sql_text::kClassOfObject, quotedId.c_str(), 0, 0) ||
+      table.run(db, sql.c_str(), &message) != SQLITE_OK || table.rows() != 1 ||
+      table.cell(0, 0) == nullptr) {
+    return 0;
+  }
+  const long kind = strtol(table.cell(0, 0), nullptr, 10);
+  return sql_text::validMode(static_cast<unsigned int>(kind)) ? static_cast<unsigned int>(kind) : 0;
+}
+
 }  // namespace
 
+extern "C" void DMSSetThumbnailRemover(DMSThumbnailRemover remover) {
+  gThumbnailRemover.store(remover);
+}
+
 int MultiMediaDbConnector::DeleteContent(unsigned int mode, DMSAppString* id) {
-  return removeContent(mode, id, "DeleteContent");
+  return removeContent(mode, id, "DeleteContent", nullptr);
 }
 
-int MultiMediaDbConnector::DestroyContent(unsigned int mode, DMSAppString* id) {
-  return removeContent(mode, id, "DestroyContent");
+int MultiMediaDbConnector::DestroyContent(unsigned int mode, DMSAppString* id,
+                                          unsigned int* removedKind) {
+  return removeContent(mode, id, "DestroyContent", removedKind);
 }
 
-int MultiMediaDbConnector::removeContent(unsigned int mode, DMSAppString* id, const char* who) {
+int MultiMediaDbConnector::removeContent(unsigned int mode, DMSAppString* id, const char* who,
+                                         unsigned int* removedKind) {
   const char* idText = text_util::textOf(id);
   if (idText == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[MultiMediaDbConnector::%s] pContId is Null!!!", who);
@@ -68,9 +93,17 @@ int MultiMediaDbConnector::removeContent(unsigned int mode, DMSAppString* id, co
     return 1;
   }
 
+  // The object's own class names its media row, which must go with the
+  // object row: an object created in the root, or destroyed through another
+  // kind's container, reaches here with that container's kind.
+  const unsigned int own = kindOfObject(db_.get(), quoted);
+  if (own != 0) mode = own;
+
   // The file first; one never uploaded cannot be deleted, and its rows must
-  // go all the same.
+  // go all the same. Its rendered thumbnails go while it is still there.
   const char* path = table.cell(0, 0);
+  const DMSThumbnailRemover remover = gThumbnailRemover.load();
+  if (remover != nullptr && path != nullptr) remover(path);
   char* converted = nullptr;
   bool removed = false;
   if (path != nullptr && ConvertFilePath(path, &converted) == 0) {
@@ -104,6 +137,7 @@ int MultiMediaDbConnector::removeContent(unsigned int mode, DMSAppString* id, co
               sql.c_str(), error.c_str());
     return 1;
   }
+  if (removedKind != nullptr) *removedKind = mode;
   return 0;
 }
 

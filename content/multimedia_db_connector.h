@@ -95,7 +95,8 @@ class MultiMediaDbConnector {
   // that cannot be deleted (one never uploaded) is logged and the rows still
   // go. 0 when the rows were deleted.
   int DeleteContent(unsigned int mode, DMSAppString* id);
-  int DestroyContent(unsigned int mode, DMSAppString* id);
+  // `removedKind`, when given, receives the media kind of the removed rows.
+  int DestroyContent(unsigned int mode, DMSAppString* id, unsigned int* removedKind = nullptr);
 
   // ---- By resource URI (image, then audio, then video) ----
   // A URI that does not begin with "/" is refused.
@@ -163,7 +164,8 @@ class MultiMediaDbConnector {
   DMSAppString* lookupByUri(DMSAppString* uri, const char* (*formatOf)(unsigned int));
   bool reserveMediaRow(unsigned int kind, const char* id, const char* title, const char* path,
                        const char* mime, const char* profile);
-  int removeContent(unsigned int mode, DMSAppString* id, const char* who);
+  int removeContent(unsigned int mode, DMSAppString* id, const char* who,
+                    unsigned int* removedKind);
   bool thumbnailFromRow(const SqliteTable& row, bool video, DMSAppString** path, int* offset,
                         int& length, int* videoThumbnail, int* substitutePicture, char*& buffer);
   bool substituteFromFile(const std::string& picture, DMSAppString** path, int* offset, int& length,

@@ -9,7 +9,9 @@
 #include "dms_content_engine.h"
 #include "dms_list.h"
 #include "dms_platform.h"
+#include "dms_server.h"
 #include "dms_string.h"
+#include "media_registration.h"
 #include "multimedia_db_connector.h"
 #include "nuv_config.h"
 #include "nuv_log.h"
@@ -138,7 +140,10 @@ int MultiMediaDBEnumerator::GetContent(unsigned int requestID, DMSAppString* con
 int MultiMediaDBEnumerator::DestroyContent(unsigned int requestID, DMSAppString* /*containerID*/,
                                            DMSAppString* id) {
   MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
-  bool destroyed = db != nullptr && db->DestroyContent(kind_, id) == 0;
+  unsigned int removedKind = 0;
+  bool destroyed = db != nullptr && db->DestroyContent(kind_, id, &removedKind) == 0;
+  // Clients hear of it like of any other change in the container.
+  if (destroyed) announceContentChange(DMSAppGetDMSConnectionID(), static_cast<int>(removedKind));
   // The answer names the content, so that its temporary entry can go.
   std::unique_ptr<DMSAppString> contentID(text_util::copyOf(id));
   DMSCDSList list;

@@ -82,6 +82,7 @@ const char kReserveVideoRow[] =
     "\"%d\",\"%s\",\"%s\",\"%s\",\"%s\",\"%d\",\"%d\",\"%d\",\"%s\",\"%d\",\"%d\",\"%d\","
     "\"%d\",\"%s\");%c%c";
 const char kPathOfObject[] = "select FullPath from ObjectTable where id = \"%s\"%c%c";
+const char kClassOfObject[] = "select class from ObjectTable where id = \"%s\"%c%c";
 const char kDeleteObjectRow[] = "delete from ObjectTable where id = \"%s\"%c%c";
 const char kImageThumbnail[] =
     "select FullPath,ThumbnailOffset,ThumbnailLength,ThumbnailHeight,ThumbnailWidth from "

@@ -50,6 +50,7 @@ extern const char kReserveImageRow[];
 extern const char kReserveAudioRow[];
 extern const char kReserveVideoRow[];
 extern const char kPathOfObject[];
+extern const char kClassOfObject[];
 extern const char kDeleteObjectRow[];
 extern const char kImageThumbnail[];
 extern const char kImageScreennail[];

@@ -264,6 +264,26 @@ TempContentInfo* TemporaryContentsManager::GetContentInformation(unsigned int tr
                    [transferID](TempContentInfo* e) { return e->transferID == transferID; });
 }
 
+int TemporaryContentsManager::ClaimUpload(DMSAppString* filePath, int connection) {
+  if (connection <= 0) return 0;
+  ScopedTempLock lock(this);
+  TempContentInfo* entry = findEntry(entries_, [filePath](TempContentInfo* e) {
+    return e->record != nullptr && text_util::sameText(e->record->GetFilePath(), filePath);
+  });
+  if (entry == nullptr) return 0;
+  if (entry->uploadConnection != 0 && entry->uploadConnection != connection) return 0;
+  entry->uploadConnection = connection;
+  return 1;
+}
+
+void TemporaryContentsManager::ReleaseUpload(DMSAppString* filePath, int connection) {
+  ScopedTempLock lock(this);
+  TempContentInfo* entry = findEntry(entries_, [filePath](TempContentInfo* e) {
+    return e->record != nullptr && text_util::sameText(e->record->GetFilePath(), filePath);
+  });
+  if (entry != nullptr && entry->uploadConnection == connection) entry->uploadConnection = 0;
+}
+
 int TemporaryContentsManager::CheckContent(DMSAppString* importURI) {
   ScopedTempLock lock(this);
   return findEntry(entries_,

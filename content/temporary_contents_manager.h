@@ -30,6 +30,9 @@ struct TempContentInfo {
   // so that the callback recognises it.
   unsigned long timerHandle;
   int contentType;
+  // The transfer-server connection writing the file, 0 when none: one
+  // upload at a time per object, so a file is never written twice at once.
+  int uploadConnection;
 };
 
 class TemporaryContentsManager {
@@ -60,6 +63,12 @@ class TemporaryContentsManager {
   TempContentInfo* GetContentInformation(DMSAppString* filePath);
   // The entry with that transfer ID (never 0), or null.
   TempContentInfo* GetContentInformation(unsigned int transferID);
+  // Makes `connection` (> 0) the one upload of the entry whose record's file
+  // path is `filePath`: 1 when it holds it (now or already), 0 when there is
+  // no such entry or another connection holds it.
+  int ClaimUpload(DMSAppString* filePath, int connection);
+  // Gives the entry up again if `connection` holds it.
+  void ReleaseUpload(DMSAppString* filePath, int connection);
   // 1 when an entry has that import URI, else 0.
   int CheckContent(DMSAppString* importURI);
   // 1 when the entry with that import URI took the transfer ID, else 0.

@@ -60,6 +60,11 @@ int DMSPrepareMediaDatabase(const char* dbPath);
  * kind to the substitute pictures. */
 typedef int (*DMSThumbnailRenderer)(const char* path, char** buffer, unsigned int* size);
 void DMSSetThumbnailRenderers(DMSThumbnailRenderer movie, DMSThumbnailRenderer photo);
+/* Forgets the pictures rendered for a file that is about to be deleted
+ * (ASLWifi_removeThumbBuffers); called with the file still in place. NULL:
+ * nothing to forget. */
+typedef int (*DMSThumbnailRemover)(const char* path);
+void DMSSetThumbnailRemover(DMSThumbnailRemover remover);
 
 #ifdef __cplusplus
 }

@@ -1,9 +1,15 @@
-// The handlers still to come (see pending_handlers.h).
+// The handler factories (see pending_handlers.h).
 #include "pending_handlers.h"
+
+#include <new>
+
+#include "recv_file_thru_post.h"
 
 namespace dms_transfer {
 
-ServerInterface* CreateUploadHandler(unsigned int, int, int) { return nullptr; }
+ServerInterface* CreateUploadHandler(unsigned int profileId, int profile, int connection) {
+  return new (std::nothrow) RecvFileThruPOST(profileId, profile, connection);
+}
 
 ServerInterface* CreateLiveViewHandler(int, int) { return nullptr; }
 

@@ -1,8 +1,9 @@
-// The handlers of the transfer server that are not built yet: uploads over
-// POST and the live view. Until they are, the factories below give no
-// handler, so such requests take the server's no-handler path (logged, the
-// header released, no response); each later handler replaces its factory
-// here and nothing else.
+// Factories of the transfer server's handlers that the routing names
+// without knowing them: uploads over POST, and the live view, which is not
+// built yet. Until it is, its factory gives no handler, so such requests
+// take the server's no-handler path (logged, the header released, no
+// response); the live-view handler replaces its factory here and nothing
+// else.
 #ifndef DMS_TRANSFER_PENDING_HANDLERS_H
 #define DMS_TRANSFER_PENDING_HANDLERS_H
 

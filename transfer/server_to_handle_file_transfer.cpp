@@ -188,6 +188,21 @@ ServerInterface* ServerToHandleFileTransfer::FindInstanceInMappingList(int conne
   return nullptr;
 }
 
+bool ServerToHandleFileTransfer::WithInstance(int connection,
+                                              const std::function<void(ServerInterface*)>& visit) {
+  DMSAppMutexLock lock(ListLock);
+  for (stDMSCDSListItem* item =
+           TransferInstanceList != nullptr ? TransferInstanceList->ReadFirstItem() : nullptr;
+       item != nullptr; item = item->next) {
+    auto* entry = static_cast<TransferInstanceInfo*>(item->data);
+    if (entry != nullptr && entry->connection == connection && entry->handler != nullptr) {
+      visit(entry->handler);
+      return true;
+    }
+  }
+  return false;
+}
+
 int ServerToHandleFileTransfer::RemoveInstanceFromList(int connection) {
   if (connection < 0) return 0;
   TransferInstanceInfo* found = nullptr;

@@ -22,6 +22,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <functional>
 
 #include "nuv_http.h"
 #include "server_interface.h"
@@ -51,6 +52,10 @@ class ServerToHandleFileTransfer {
   int AddInstanceToList(int profile, int connection, ServerInterface* handler);
   // The handler of `connection`, or null. Valid while ListLock is held.
   ServerInterface* FindInstanceInMappingList(int connection);
+  // Runs `visit` on the handler of `connection` with ListLock held, so that
+  // no other thread deletes it meanwhile (for timer callbacks, which must
+  // not keep a handler's address). False when there is none.
+  bool WithInstance(int connection, const std::function<void(ServerInterface*)>& visit);
   // 1 when a handler was removed and deleted, else 0.
   int RemoveInstanceFromList(int connection);
   // Deletes every handler and the registry itself.

@@ -19,6 +19,23 @@ constexpr int kMaxRanges = 64;
 // Longest Range header value parsed; longer ones are refused (400).
 constexpr size_t kMaxRangeHeaderBytes = 4096;
 
+// Upload file names: the part taken from the client's title, and the whole
+// name with its extension. Short enough for every file system a card uses.
+constexpr size_t kMaxUploadStemBytes = 64;
+constexpr size_t kMaxUploadNameBytes = 80;
+
+// Longest POST target looked at; a created item's target is far shorter.
+constexpr size_t kMaxUploadTargetBytes = 1024;
+
+// An upload that receives no data for this long is abandoned: the
+// connection is closed and the partial file deleted.
+constexpr unsigned long kPostTransactionTimeoutMs = 40000;
+
+// While data flows the two upload timers are restarted at most this often:
+// re-arming two timers for every 32 KiB piece costs more than the writing.
+// The timers then fire at most this much earlier than their nominal time.
+constexpr unsigned long kUploadTimerRestartIntervalMs = 1000;
+
 }  // namespace dms_transfer
 
 #endif  // DMS_TRANSFER_TRANSFER_LIMITS_H

@@ -83,6 +83,10 @@ int ASLWifi_getMovieThumbBuffer(const char* path, char** buffer, unsigned int* s
 /* The same for a JPEG photo without an embedded thumbnail: the photo decoded
  * at a reduced scale and re-encoded. */
 int ASLWifi_getJpegThumbBuffer(const char* path, char** buffer, unsigned int* size);
+/* Removes the cached pictures rendered for the file at `path` (call it while
+ * the file still exists: the cache is keyed by its size and time). 0, or 1
+ * for a null path. */
+int ASLWifi_removeThumbBuffers(const char* path);
 /* The width and height a rendered thumbnail of a width x height picture
  * gets (the longer side 160, never enlarged, at least 1). */
 void ASLWifi_thumbSize(int width, int height, int* thumbWidth, int* thumbHeight);

@@ -1,6 +1,7 @@
 // ASLWifi thumbnail buffers: from the cache when the file version was
 // rendered before, else rendered and stored.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <memory>
@@ -59,4 +60,15 @@ extern "C" int ASLWifi_getJpegThumbBuffer(const char* path, char** buffer, unsig
     std::vector<unsigned char> data;
     return readWhole(path, &data) && camera_thumb::renderJpegThumbnail(data, picture);
   });
+}
+
+extern "C" int ASLWifi_removeThumbBuffers(const char* path) {
+  if (path == nullptr) return 1;
+  // Both kinds: the file's kind is not known here, and a missing entry costs
+  // one failed unlink.
+  for (const char* kind : {"movie", "photo"}) {
+    const std::string cacheFile = camera_thumb::cacheFileFor(path, kind);
+    if (!cacheFile.empty()) unlink(cacheFile.c_str());
+  }
+  return 0;
 }

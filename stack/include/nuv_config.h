@@ -2,7 +2,8 @@
  * application (dmsd from its config file and command line) and read by the
  * media server. Keys in use: "DefaultContainer", "MEDIA-DB-FILEPATH",
  * "MEDIA-TV-DB-FILEPATH", "SHARED-MEDIA-FOLDER-PATH", "VENDOR-DOMAIN",
- * "MANUFACTURER-URL", "BASICVIEW-CONTAINERS", "SUBSTITUTE-PICTURE-DIR".
+ * "MANUFACTURER-URL", "BASICVIEW-CONTAINERS", "SUBSTITUTE-PICTURE-DIR",
+ * "THUMBNAIL-CACHE-DIR", "MAX-UPLOAD-SIZE" (bytes; 0 or absent: no limit).
  *
  * Thread safety: every function may be called from any thread. */
 #ifndef NUV_CONFIG_H

@@ -30,8 +30,9 @@ TEST_F(ActionArgumentsTest, CreateObjectNeedsAtLeastTwoArguments) {
   LogCapture log;
   EXPECT_EQ(runOnce("CreateObject", {{"ContainerID", "0"}}), kInvalidArguments);
   EXPECT_TRUE(log.has("[UPnPAppCDS::__CreateObject] Invalid arguments!!!, UPnPError = 402", 2));
+  // Two arguments go ahead; a DIDL-Lite without an object is bad metadata.
   EXPECT_EQ(runOnce("CreateObject", {{"ContainerID", "0"}, {"Elements", "&lt;DIDL-Lite/&gt;"}}),
-            kActionFailed);
+            faultBody(712, "Bad metadata"));
 }
 
 TEST_F(ActionArgumentsTest, CreateObjectTakesTheContainerAfterTheFirstDollar) {
@@ -167,7 +168,8 @@ TEST_F(ActionArgumentsTest, DestroyObjectRulesAndTexts) {
   EXPECT_TRUE(log.has("[UPnPAppCDS::__DestroyObject] Invalid Argument in Destroy object", 2));
   EXPECT_EQ(runOnce("DestroyObject", {{"Object", "1$2"}}), kInvalidArguments);
   EXPECT_TRUE(log.has("[UPnPAppCDS::__DestroyObject] Invalid Argument!!!", 2));
-  EXPECT_EQ(runOnce("DestroyObject", {{"objectID", "1$2"}}), kActionFailed);
+  // The name matches ignoring case; without a content engine no object exists.
+  EXPECT_EQ(runOnce("DestroyObject", {{"objectID", "1$2"}}), faultBody(701, "No such object"));
 }
 
 TEST_F(ActionArgumentsTest, DestroyObjectPassesTheObjectIdWhole) {
@@ -221,7 +223,8 @@ TEST_F(ActionArgumentsTest, TransferIdIsKeptAsGiven) {
 TEST_F(ActionArgumentsTest, NamelessArgumentIsSkippedAndNullValueReadsEmpty) {
   stNUVAppList* nameless = FakeStack::makeAction("DestroyObject", cds_test::kClientIP, {});
   cds_test::addRawArgument(nameless, nullptr, "1$2");
-  EXPECT_EQ(deliver(nameless), std::vector<std::string>{kActionFailed});
+  // Skipped, so DestroyObject has no object ID at all.
+  EXPECT_EQ(deliver(nameless), std::vector<std::string>{kInvalidArguments});
   stNUVAppList* valueless = FakeStack::makeAction("DestroyObject", cds_test::kClientIP, {});
   cds_test::addRawArgument(valueless, "ObjectID", nullptr);
   EXPECT_EQ(deliver(valueless), std::vector<std::string>{kInvalidArguments});
@@ -238,9 +241,10 @@ TEST_F(ActionArgumentsTest, EmptyNameIsAnUnknownName) {
 TEST_F(ActionArgumentsTest, VeryLongValuesAreHandledWithoutHarm) {
   const std::string big(100 * 1024, 'x');
   const std::string bigNumber(100 * 1024, '9');
-  EXPECT_EQ(runOnce("DestroyObject", {{"ObjectID", big}}), kActionFailed);
+  EXPECT_EQ(runOnce("DestroyObject", {{"ObjectID", big}}), faultBody(701, "No such object"));
   EXPECT_EQ(runOnce("DestroyObject", {{big, "1"}}), kInvalidArguments);
-  EXPECT_EQ(runOnce("CreateObject", {{"ContainerID", big}, {"Elements", big}}), kActionFailed);
+  EXPECT_EQ(runOnce("CreateObject", {{"ContainerID", big}, {"Elements", big}}),
+            faultBody(712, "Bad metadata"));
   EXPECT_EQ(runOnce("ImportResource", {{"SourceURI", big}, {"DestinationURI", big}}),
             kActionFailed);
   EXPECT_EQ(runOnce("GetTransferProgress", {{"TransferID", bigNumber}}), kActionFailed);
@@ -257,7 +261,7 @@ TEST_F(ActionArgumentsTest, VeryLongValuesAreHandledWithoutHarm) {
 TEST_F(ActionArgumentsTest, BytesThatAreNotUtf8AreRefusedOrPassedOnAsBytes) {
   const std::string junk = "\xff\xfe\xc3\x28\x80";
   EXPECT_EQ(runOnce("DestroyObject", {{junk, "1"}}), kInvalidArguments);
-  EXPECT_EQ(runOnce("DestroyObject", {{"ObjectID", junk}}), kActionFailed);
+  EXPECT_EQ(runOnce("DestroyObject", {{"ObjectID", junk}}), faultBody(701, "No such object"));
   EXPECT_EQ(runOnce("Browse" + junk, {}), faultBody(401, "Invalid Action"));
   EXPECT_EQ(runOnce("StopTransferResource", {{"TransferID", junk}}), kActionFailed);
   std::unique_ptr<DMSAppActionInfo> record(

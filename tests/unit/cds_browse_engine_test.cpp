@@ -476,8 +476,7 @@ TEST_F(BrowseEngineTest, ItemMetadataOfAnIdTheContainerDoesNotListIs701) {
   LogCapture log;
   EXPECT_EQ(browse(browseArgs("1$999", "BrowseMetadata", "*")), faultBody(701, "No such object"));
   EXPECT_TRUE(log.has("[UPnPAppCDS] No such Object!!!", 2));
-  EXPECT_EQ(browse(browseArgs("1$\"x\"", "BrowseMetadata", "*")),
-            faultBody(701, "No such object"));
+  EXPECT_EQ(browse(browseArgs("1$\"x\"", "BrowseMetadata", "*")), faultBody(701, "No such object"));
 }
 
 // ---- Schema ----

@@ -42,7 +42,6 @@ TEST(DMSAppMem, ReallocGrowsAndKeepsContent) {
   DMSAppMemFree(p);
 }
 
-
 TEST(DMSAppMem, SetCpyMoveRefuseNull) {
   char buf[8] = "abcdefg";
   EXPECT_EQ(DMSAppMemSet(nullptr, 0, 4), nullptr);

@@ -167,12 +167,16 @@ TEST_F(TransferServer, OtherMethodsGetNoHandlerAndNoResponse) {
             4u);
 }
 
-TEST_F(TransferServer, PostTakesTheNoHandlerPathUntilUploadsExist) {
+TEST_F(TransferServer, PostGoesToAnUploadHandlerThatRefusesWithoutCreatedObject) {
   ASSERT_EQ(start(5), 0);
   FakeHttp::instance().deliverRequest(1, 9, NUV_HTTP_POST, "/upload/1.jpg");
-  EXPECT_TRUE(FakeHttp::instance().responses().empty());
-  EXPECT_EQ(server_->InstanceCount(), 0);
+  const auto responses = FakeHttp::instance().responses();
+  ASSERT_EQ(responses.size(), 1u);
+  EXPECT_EQ(responses[0].status, 403);
+  EXPECT_EQ(server_->InstanceCount(), 1);  // until the connection ends
   EXPECT_EQ(FakeHttp::instance().unreleasedRequests(), 0);
+  FakeHttp::instance().raiseException(1, 9, NUV_HTTP_EXCEPTION_SOCKET_CLOSED);
+  EXPECT_EQ(server_->InstanceCount(), 0);
 }
 
 TEST_F(TransferServer, LiveStreamWithGetGoesToTheLiveViewButWithHeadToTheDownload) {
