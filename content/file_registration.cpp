@@ -28,7 +28,6 @@ constexpr const char* kScanProfiles =
     "00D00000000000000000000000000000,"
     "http-get:*:video/mp4:DLNA.ORG_PN=AVC_MP4_BL_CIF15_AAC_520;DLNA.ORG_OP=01;DLNA.ORG_FLAGS="
     "01500000000000000000000000000000";
-constexpr const char* kConnectionManager = "urn:schemas-upnp-org:service:ConnectionManager";
 
 struct MemFree {
   void operator()(char* p) const { DMSAppMemFree(p); }
@@ -78,13 +77,11 @@ int registerOne(int stackHandle, const char* filePath, const char* objectID, int
   {
     ScannerHold scanner;
     if (scanner.get() != nullptr && filePath != nullptr) {
-      char* profiles = nullptr;
-      if (NUVDMSGetStateVariableValue(stackHandle, kConnectionManager, "SourceProtocolInfo",
-                                      &profiles) == 0 &&
-          profiles != nullptr) {
-        scanner.get()->SetDlnaProfiles(profiles);
-      }
-      DMSAppMemFree(profiles);
+      // The full scan's list, not the device's SourceProtocolInfo: a file
+      // is described the same whether the scan found it or it arrived while
+      // the server ran (an upload, a copy into the folder). The device's
+      // list would deny JPEG_MED and JPEG_LRG to such photos.
+      scanner.get()->SetDlnaProfiles(kScanProfiles);
       container = scanner.get()->ParseAndRegisterFile(dbPath.get(), filePath, objectID, share);
     }
   }

@@ -177,18 +177,22 @@ TEST_F(Registration, UpdateFileInfoFillsTheReservedRow) {
   EXPECT_EQ(0u, updates()[0].rfind("ContainerUpdateIDs=1,", 0));
 }
 
-TEST_F(Registration, ProfilesFollowTheServersSourceProtocolInfo) {
-  // A list naming audio without MP3 keeps the MP3 profile off.
-  FakeStack::instance().setStateVariable("urn:schemas-upnp-org:service:ConnectionManager",
-                                         "SourceProtocolInfo", "http-get:*:audio/mpeg:*");
-  EXPECT_EQ(0, NUVUtilAddFileToDb(3, (dir_ + "/music/a.mp3").c_str()));
-  EXPECT_EQ("<null>", one(db_, "select ifnull(DLNAProfile,'<null>') from AudioTable"));
+TEST_F(Registration, SingleFilesGetTheProfilesOfTheFullScan) {
+  // The device's list leaves large JPEG profiles out; a photo registered
+  // alone still gets the profile the full scan gives it.
   FakeStack::instance().setStateVariable(
       "urn:schemas-upnp-org:service:ConnectionManager", "SourceProtocolInfo",
-      "http-get:*:audio/mpeg:DLNA.ORG_PN=MP3;DLNA.ORG_OP=01,http-get:*:audio/mpeg:*");
-  scanner_test::setMtime(dir_ + "/music/a.mp3", 1600000000);
-  EXPECT_EQ(0, NUVUtilAddFileToDb(3, (dir_ + "/music/a.mp3").c_str()));
-  EXPECT_EQ("MP3", one(db_, "select DLNAProfile from AudioTable"));
+      "http-get:*:image/jpeg:DLNA.ORG_PN=JPEG_SM;DLNA.ORG_OP=01,http-get:*:image/jpeg:*");
+  const std::string photo = dir_ + "/large.jpg";
+  scanner_test::copyFile(mediaPath("photos/canon_eos-d60.jpg"), photo);
+  EXPECT_EQ(0, NUVUtilAddFileToDb(3, photo.c_str()));
+  const std::string single = one(db_, "select DLNAProfile from ImageTable");
+  EXPECT_EQ("JPEG_LRG", single);
+  const std::string scanned = dir_ + "/scan.db";
+  ASSERT_EQ(0, DMSPrepareMediaDatabase(scanned.c_str()));
+  EXPECT_EQ(0, NUVUtilScanFolder(dir_.c_str(), scanned.c_str(), 0));
+  EXPECT_EQ(single,
+            one(scanned, "select DLNAProfile from ImageTable where FullPath = '" + photo + "'"));
 }
 
 TEST_F(Registration, RemovalAnnouncesOnlyWhenRowsWent) {
