@@ -11,6 +11,7 @@ dms_unit_test(cds_helper_test)
 dms_unit_test(cds_res_generator_test)
 dms_unit_test(cds_didl_writer_test)
 dms_unit_test(cds_browse_engine_test)
+dms_unit_test(cds_object_test)
 # The DIDL-Lite schema check reads the shared schema catalog beside the tree.
 target_compile_definitions(cds_browse_engine_test
                            PRIVATE DMS_SHARED_DIR="${CMAKE_SOURCE_DIR}/../shared")
