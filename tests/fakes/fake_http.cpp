@@ -70,13 +70,14 @@ std::vector<int> FakeHttp::runningProfiles() const {
 }
 
 stNUVAppList* FakeHttp::makeRequest(eHTTPMessageType method, const std::string& target,
-                                    const FakeHeaders& headers, bool host, eHTTPVersion version) {
+                                    const FakeHeaders& headers, bool host, eHTTPVersion version,
+                                    long long contentLength) {
   stNUVAppList* list = NUVListCreate();
   for (const auto& h : headers) NUVListAddHeader(list, h.first.c_str(), h.second.c_str());
   static const char* const kNames[] = {"OTHER", "GET", "HEAD", "PUT", "POST", "DELETE", "OPTIONS"};
   stNUVAppList* request =
       NUVHTTPCreateRequestHeaderList(method, kNames[static_cast<int>(method) % 7], target.c_str(),
-                                     version, host ? 1 : 0, "192.168.1.20", -1, list);
+                                     version, host ? 1 : 0, "192.168.1.20", contentLength, list);
   FreeAdditionalHeaders(list);
   auto flag = std::make_shared<std::atomic<bool>>(false);
   dmsstack::watchRelease(request, flag);
@@ -93,8 +94,8 @@ int FakeHttp::unreleasedRequests() const {
 
 void FakeHttp::deliverRequest(int profile, int connection, eHTTPMessageType method,
                               const std::string& target, const FakeHeaders& headers, bool host,
-                              eHTTPVersion version) {
-  stNUVAppList* request = makeRequest(method, target, headers, host, version);
+                              eHTTPVersion version, long long contentLength) {
+  stNUVAppList* request = makeRequest(method, target, headers, host, version, contentLength);
   const stNUVHTTPCallbacks cb = callbacks();
   if (cb.connect != nullptr) cb.connect(profile, connection);
   if (cb.requestHeader != nullptr) {
@@ -102,6 +103,16 @@ void FakeHttp::deliverRequest(int profile, int connection, eHTTPMessageType meth
   } else {
     NUVHTTPReleaseHeaderInfo(request);
   }
+}
+
+void FakeHttp::deliverPiece(int profile, int connection, const std::string& target,
+                            const std::string& data, bool last) {
+  const stNUVHTTPCallbacks cb = callbacks();
+  if (cb.requestReceive == nullptr) return;
+  std::string body = data;  // the stack's buffer is writable
+  std::string where = target;
+  cb.requestReceive(profile, connection, NUV_HTTP_VERSION_1_1, static_cast<int>(body.size()),
+                    NUV_HTTP_POST, &body[0], &where[0], last, 0);
 }
 
 bool FakeHttp::lastSent(int connection) const {

@@ -73,7 +73,8 @@ class FakeHttp {
   // unreleasedRequests() can tell whether it was released.
   stNUVAppList* makeRequest(eHTTPMessageType method, const std::string& target,
                             const FakeHeaders& headers = {}, bool host = true,
-                            eHTTPVersion version = NUV_HTTP_VERSION_1_1);
+                            eHTTPVersion version = NUV_HTTP_VERSION_1_1,
+                            long long contentLength = -1);
   int unreleasedRequests() const;
 
   // Drivers: raise callback 5 with a new request; raise callback 3 until a
@@ -81,7 +82,10 @@ class FakeHttp {
   // return the body sent in that time; raise callback 4.
   void deliverRequest(int profile, int connection, eHTTPMessageType method,
                       const std::string& target, const FakeHeaders& headers = {}, bool host = true,
-                      eHTTPVersion version = NUV_HTTP_VERSION_1_1);
+                      eHTTPVersion version = NUV_HTTP_VERSION_1_1, long long contentLength = -1);
+  // Raises callback 0 with one body piece of the request on `connection`.
+  void deliverPiece(int profile, int connection, const std::string& target, const std::string& data,
+                    bool last);
   std::string pumpBody(int profile, int connection, int maxPieces = 1000000);
   void raiseException(int profile, int connection, eExceptionType type);
 

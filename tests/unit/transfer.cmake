@@ -2,9 +2,12 @@
 foreach(transfer_test_name
     transfer_range_header_test
     transfer_send_file_test
-    transfer_server_test)
+    transfer_server_test
+    transfer_upload_test)
   dms_unit_test(${transfer_test_name})
 endforeach()
+target_compile_definitions(transfer_upload_test
+                           PRIVATE DMS_SHARED_DIR="${CMAKE_SOURCE_DIR}/../shared")
 
 # The transfer server on the stack's real HTTP profiles, with curl on
 # 127.0.0.1: libdms, libdmsstack and libdmscamera, no fakes.

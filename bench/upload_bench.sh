@@ -1,0 +1,57 @@
+#!/bin/sh
+# Upload benchmark: MB/s of HTTP POST uploads into dmsd (CreateObject, then
+# curl to the importUri) against a plain copy on the same disk, 1 and 4 at
+# once, with the server's CPU seconds and peak RSS per phase (a 256 MiB
+# upload first, so that its peak can be set beside the 1 GiB ones).
+# The daemon and the clients run in their own pair of network namespaces.
+#
+# usage: sh bench/upload_bench.sh [BUILD_DIR]
+#   BUILD_DIR holds app/dmsd (default /work/main/build). Needs root (ip
+#   netns), curl and python3. Files go to a temporary folder under
+#   $UPLOAD_BENCH_DIR (default /var/tmp), ~5.5 GiB at most: each phase's
+#   copies and uploads are deleted after it. Everything is removed at the end.
+#   Not part of CTest.
+set -eu
+HERE=$(cd "$(dirname "$0")" && pwd)
+BUILD=${1:-/work/main/build}
+DMSD=$(cd "$BUILD" && pwd)/app/dmsd
+[ -x "$DMSD" ] || { echo "upload_bench: no $DMSD (build first)" >&2; exit 1; }
+[ "$(id -u)" = 0 ] || { echo "upload_bench: needs root for ip netns" >&2; exit 1; }
+BASE=${UPLOAD_BENCH_DIR:-/var/tmp}
+
+NEED_KIB=$((5632 * 1024))  # 1 GiB + 256 MiB sources, 4 x 1 GiB outputs, slack
+AVAIL_KIB=$(df -Pk "$BASE" | awk 'NR == 2 { print $4 }')
+echo "disk: $(df -Ph "$BASE" | awk 'NR == 2 { print $4 " free on " $1 " (" $6 ")" }')"
+if [ "$AVAIL_KIB" -lt "$NEED_KIB" ]; then
+    echo "upload_bench: needs $((NEED_KIB / 1024)) MiB free in $BASE" >&2
+    exit 1
+fi
+
+WORK=$(mktemp -d "$BASE/dms-upload-bench.XXXXXX")
+chmod 755 "$WORK"
+PY_PID=
+cleanup() {
+    if [ -n "$PY_PID" ]; then
+        kill -TERM "$PY_PID" 2>/dev/null || true
+        wait "$PY_PID" 2>/dev/null || true
+    fi
+    rm -rf "$WORK"
+}
+trap cleanup EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+echo "work: $WORK"
+echo "generating 1 GiB and 256 MiB of random bytes ..."
+head -c 1G /dev/urandom > "$WORK/big.bin"
+head -c 256M "$WORK/big.bin" > "$WORK/small.bin"
+sync
+
+# The helper stops the daemon and deletes the namespaces itself, also when it
+# fails; a signal to this script ends it by its PID first.
+python3 "$HERE/upload_bench.py" "$DMSD" "$WORK" "$WORK/small.bin" "$WORK/big.bin" &
+PY_PID=$!
+status=0
+wait "$PY_PID" || status=$?
+PY_PID=
+exit "$status"
