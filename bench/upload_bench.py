@@ -6,6 +6,7 @@ Copies: dd conv=fdatasync (flushed) and cp (page cache), 1 and 4 at once.
 Uploads: CreateObject, then `curl -T FILE -X POST` to the importUri, from the
 client namespace to dmsd in the server namespace. Per phase: server CPU
 seconds (utime+stime) and peak RSS (VmHWM, reset by clear_refs before it).
+The files are MP4s padded with random bytes, so that dmsd keeps them.
 """
 import html
 import os
@@ -152,8 +153,7 @@ def main():
     print("\nMB/s = 10^6 B / s over the curls' wall time; +sync: until a `sync` after them"
           "\nreturned; /dd = +sync over the flushed copy, /cp = MB/s over cp (same count"
           "\nat once); CPU, VmHWM (peak RSS, reset before the phase), VmRSS: dmsd, per phase."
-          "\nHTTP 500: the whole body was received and stored, then refused as media (random"
-          "\nbytes are no MP4) and deleted.")
+          "\nHTTP 200: stored and registered; each phase's uploads are deleted after it.")
     if status != 0:
         raise SystemExit("upload_bench: dmsd exited with %d" % status)
 

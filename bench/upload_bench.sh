@@ -14,8 +14,8 @@
 set -eu
 HERE=$(cd "$(dirname "$0")" && pwd)
 BUILD=${1:-/work/main/build}
+[ -x "$BUILD/app/dmsd" ] || { echo "upload_bench: no $BUILD/app/dmsd (build first)" >&2; exit 1; }
 DMSD=$(cd "$BUILD" && pwd)/app/dmsd
-[ -x "$DMSD" ] || { echo "upload_bench: no $DMSD (build first)" >&2; exit 1; }
 [ "$(id -u)" = 0 ] || { echo "upload_bench: needs root for ip netns" >&2; exit 1; }
 BASE=${UPLOAD_BENCH_DIR:-/var/tmp}
 
@@ -42,14 +42,24 @@ trap 'exit 130' INT
 trap 'exit 143' TERM
 
 echo "work: $WORK"
-echo "generating 1 GiB and 256 MiB of random bytes ..."
-head -c 1G /dev/urandom > "$WORK/big.bin"
-head -c 256M "$WORK/big.bin" > "$WORK/small.bin"
+# A small real MP4 padded to SIZE bytes with a 'free' box of random bytes:
+# nothing compresses, and dmsd registers it (random bytes alone are refused).
+MP4=/work/shared/media/video/sample_h264_aac.mp4
+mp4_of_size() {
+    pad=$(($1 - $(wc -c < "$MP4")))
+    cat "$MP4"
+    printf "$(printf '\\%03o' $((pad >> 24 & 255)) $((pad >> 16 & 255)) \
+        $((pad >> 8 & 255)) $((pad & 255)))free"
+    head -c $((pad - 8)) /dev/urandom
+}
+echo "making a 1 GiB and a 256 MiB MP4 ..."
+mp4_of_size 1073741824 > "$WORK/big.mp4"
+mp4_of_size 268435456 > "$WORK/small.mp4"
 sync
 
 # The helper stops the daemon and deletes the namespaces itself, also when it
 # fails; a signal to this script ends it by its PID first.
-python3 "$HERE/upload_bench.py" "$DMSD" "$WORK" "$WORK/small.bin" "$WORK/big.bin" &
+python3 "$HERE/upload_bench.py" "$DMSD" "$WORK" "$WORK/small.mp4" "$WORK/big.mp4" &
 PY_PID=$!
 status=0
 wait "$PY_PID" || status=$?

@@ -55,9 +55,10 @@ def resident_kib(pid):
 class Daemon:
     """dmsd in the server namespace, with its output collected on a thread."""
 
-    def __init__(self, net, state, *extra, media=None):
+    def __init__(self, net, state, *extra, media=None, wrapper=()):
+        """`wrapper` is a command that runs dmsd (given as its arguments)."""
         self.lines = []
-        self.proc = net.start_server([DMSD, "--media", media or MEDIA,
+        self.proc = net.start_server([*wrapper, DMSD, "--media", media or MEDIA,
                                       "--interface", net.server_if,
                                       "--state", state, "--name", "E2E-Cam",
                                       "--upnp-port", str(UPNP_PORT), *extra],
@@ -163,11 +164,16 @@ class LibraryTest(NetworkTest):
         return MEDIA
 
     @classmethod
+    def daemon_args(cls):
+        """Further options of the daemon."""
+        return []
+
+    @classmethod
     def setUpClass(cls):
         super().setUpClass()
         cls.state_dir = tempfile.mkdtemp(prefix="dms-lib-", dir=cls.state)
         cls.daemon = Daemon(cls.net, cls.state_dir, "--port", str(HTTP_PORT),
-                            media=cls.media_dir())
+                            *cls.daemon_args(), media=cls.media_dir())
         cls.results = []
         try:
             cls._wait_for_scan()
