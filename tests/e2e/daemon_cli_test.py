@@ -1,5 +1,9 @@
 #!/usr/bin/python3
-"""Black-box checks of dmsd's command line and lifecycle (loopback only)."""
+"""Black-box checks of dmsd's command line and lifecycle.
+
+Runs in a network namespace of its own with only its loopback up, so that
+no daemon started here (nor its SSDP) ever reaches the host's network.
+"""
 import os
 import signal
 import socket
@@ -34,7 +38,7 @@ class DaemonCommandLine(unittest.TestCase):
         r = run("--help")
         self.assertEqual(r.returncode, 0)
         for option in ("--media", "--address", "--interface", "--port", "--state",
-                       "--name", "--config", "--verbose"):
+                       "--name", "--config", "--verbose", "--upload-dir", "--max-upload-size"):
             self.assertIn(option, r.stdout)
 
     def test_unknown_option_is_one_line_and_exit_2(self):
@@ -62,6 +66,18 @@ class DaemonCommandLine(unittest.TestCase):
             r = run("--media", MEDIA, "--port", str(port), "--state", self.state.name)
         self.assertEqual(r.returncode, 1)
         self.assertIn("port %d" % port, r.stderr)
+
+    def test_bad_upload_size_is_refused(self):
+        for size in ("", "abc", "-1", "10X", "99999999999G"):
+            r = run("--media", MEDIA, "--max-upload-size", size)
+            self.assertEqual(r.returncode, 2, size)
+            self.assertEqual(r.stderr.count("\n"), 1)
+
+    def test_unusable_upload_folder_exits_1(self):
+        r = run("--media", MEDIA, "--state", self.state.name, "--upload-dir", "/proc/no/such")
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("/proc/no/such", r.stderr)
+        self.assertEqual(r.stderr.count("\n"), 1)
 
     def test_config_file_errors_name_the_line(self):
         with tempfile.NamedTemporaryFile("w", suffix=".conf", delete=False) as f:
@@ -99,7 +115,18 @@ class DaemonCommandLine(unittest.TestCase):
         self.stop_with(signal.SIGINT)
 
 
+def enter_private_network():
+    """Re-runs this script in a new network namespace (as root, or as root
+    of a new user namespace) and brings its loopback up there."""
+    if os.environ.get("DMS_CLI_NETNS") != "1":
+        env = dict(os.environ, DMS_CLI_NETNS="1")
+        flags = "-n" if os.geteuid() == 0 else "-rn"
+        os.execvpe("unshare", ["unshare", flags, sys.executable] + sys.argv, env)
+    subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
+
+
 if __name__ == "__main__":
+    enter_private_network()
     DMSD = sys.argv.pop(1)
     MEDIA = sys.argv.pop(1)
     unittest.main(verbosity=2)
