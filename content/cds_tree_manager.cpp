@@ -6,6 +6,7 @@
 #include <new>
 
 #include "container_info.h"
+#include "content_limits.h"
 #include "contents_enumerator.h"
 #include "contents_enumerator_argument.h"
 #include "dms_content_engine.h"
@@ -309,6 +310,10 @@ DMSAppString* CDSTreeManager::AddNewContainerToListMA(unsigned int /*requestID*/
                                                       DMSAppString* parentID, DMSAppString* name,
                                                       DMSAppString* upnpClass) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
+  if (newContainerNumber_ >= kFirstNewContainer + content_limits::kMaxCreatedContainers) {
+    NUVPrintf(NUV_LOG_ERROR, "CDSTM : Too many created containers AddNewContainerToListMA");
+    return nullptr;
+  }
   std::unique_ptr<DMSAppString> id(GetNewContainerIDMA());
   const char* idText = text_util::textOf(id.get());
   if (idText == nullptr ||

@@ -38,6 +38,10 @@ constexpr size_t kMaxEngineQueuedRequests = 4096;
 // this many rows (newest first), which bounds resident memory on the camera.
 constexpr int kMaxCachedRecords = 100000;
 
+// Containers clients may create (CreateObject of a container class). They
+// live in memory only, so their number is bounded: more are refused.
+constexpr int kMaxCreatedContainers = 256;
+
 }  // namespace content_limits
 
 #endif  // DMS_CONTENT_CONTENT_LIMITS_H

@@ -192,6 +192,16 @@ TEST_F(CdsObjectTest, ContainerResultIsAnsweredWholeWithQuotedValues) {
   EXPECT_EQ(body, responseBody("CreateObject", {{"ObjectID", id}, {"Result", result}}));
 }
 
+TEST_F(CdsObjectTest, CreatedContainersAreBounded) {
+  const std::string album = "<DIDL-Lite " + kNs +
+                            "><container restricted=\"0\"><dc:title>A</dc:title>"
+                            "<upnp:class>object.container</upnp:class></container></DIDL-Lite>";
+  for (int i = 0; i < 256; ++i) {
+    ASSERT_NE(create("0", album).find("<ObjectID>"), std::string::npos) << i;
+  }
+  EXPECT_EQ(create("0", album), faultBody(720, "Cannot process the request"));
+}
+
 TEST_F(CdsObjectTest, AnyContainerMeansTheRootAndSongsAndVideosGetTheirKind) {
   const std::string song =
       create("DLNA.ORG_AnyContainer",
