@@ -6,14 +6,14 @@
 # The daemon and the clients run in their own pair of network namespaces.
 #
 # usage: sh bench/upload_bench.sh [BUILD_DIR]
-#   BUILD_DIR holds app/dmsd (default /work/main/build). Needs root (ip
+#   BUILD_DIR holds app/dmsd (default: build/ of this tree). Needs root (ip
 #   netns), curl and python3. Files go to a temporary folder under
 #   $UPLOAD_BENCH_DIR (default /var/tmp), ~5.5 GiB at most: each phase's
 #   copies and uploads are deleted after it. Everything is removed at the end.
 #   Not part of CTest.
 set -eu
 HERE=$(cd "$(dirname "$0")" && pwd)
-BUILD=${1:-/work/main/build}
+BUILD=${1:-$HERE/../build}
 [ -x "$BUILD/app/dmsd" ] || { echo "upload_bench: no $BUILD/app/dmsd (build first)" >&2; exit 1; }
 DMSD=$(cd "$BUILD" && pwd)/app/dmsd
 [ "$(id -u)" = 0 ] || { echo "upload_bench: needs root for ip netns" >&2; exit 1; }
@@ -44,7 +44,7 @@ trap 'exit 143' TERM
 echo "work: $WORK"
 # A small real MP4 padded to SIZE bytes with a 'free' box of random bytes:
 # nothing compresses, and dmsd registers it (random bytes alone are refused).
-MP4=/work/shared/media/video/sample_h264_aac.mp4
+MP4=$HERE/../../shared/media/video/sample_h264_aac.mp4
 mp4_of_size() {
     pad=$(($1 - $(wc -c < "$MP4")))
     cat "$MP4"
