@@ -22,7 +22,8 @@ import e2e_common  # noqa: E402
 import netns  # noqa: E402
 from e2e_common import UPNP_PORT, Daemon, NetworkTest, xml_value  # noqa: E402
 
-PHOTO = "/work/shared/media/photos/canon_eos-d60.jpg"
+PHOTO = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "shared", "media",
+                     "photos", "canon_eos-d60.jpg")
 DIDL = ('<DIDL-Lite xmlns="urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/" '
         'xmlns:dc="http://purl.org/dc/elements/1.1/" '
         'xmlns:upnp="urn:schemas-upnp-org:metadata-1-0/upnp/">'
