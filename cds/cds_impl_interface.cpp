@@ -9,3 +9,13 @@ void UPnPCDSImplInterface::SetActionInfo(DMSAppActionInfo* actionInfo) {
   if (actionInfo != actionInfo_) delete actionInfo_;
   actionInfo_ = actionInfo;
 }
+
+int UPnPCDSImplInterface::endAction(int code, DMSCDSList* outArguments) {
+  UPnPAppCDSCommandResponseInterface* responder = responder_;
+  if (responder == nullptr) {
+    dms_cds::deleteArgumentList(outArguments);
+    return code;
+  }
+  responder->NotifyCommandResponse(code, actionInfo_, outArguments, id_);
+  return code;
+}

@@ -68,6 +68,12 @@ class UPnPCDSImplInterface {
     return this;
   }
 
+ protected:
+  // Ends the action with `code` and `outArguments` (taken) through the
+  // response interface, which deletes this object before it returns: the
+  // caller touches nothing of it afterwards. Returns `code`.
+  int endAction(int code, DMSCDSList* outArguments);
+
  private:
   UPnPAppCDSCommandResponseInterface* responder_ = nullptr;
   DMSAppActionInfo* actionInfo_ = nullptr;

@@ -59,32 +59,22 @@ UPnPCDSBrowse::~UPnPCDSBrowse() {
   delete pieces_;
 }
 
-int UPnPCDSBrowse::respond(int code, DMSCDSList* outArguments) {
-  UPnPAppCDSCommandResponseInterface* responder = GetCommandResponseInterface();
-  if (responder == nullptr) {
-    dms_cds::deleteArgumentList(outArguments);
-    return code;
-  }
-  responder->NotifyCommandResponse(code, GetActionInfo(), outArguments, GetID());
-  return code;
-}
-
 int UPnPCDSBrowse::respondWithResult(int numberReturned, int totalMatches) {
   DMSCDSList* out = nullptr;
   if (dms_cds::appendPiece(pieces_, table_->GetText(CDSHelper::kDidlTail)) != 0 ||
       UPnPCDSUtils::__AddOutArgs(&out, pieces_, numberReturned, totalMatches, 1) != 0) {
     NUVPrintf(NUV_LOG_ERROR, "CM : pOutArgs memory allocation failed!!!");
     dms_cds::deleteArgumentList(out);
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
-  return respond(0, out);
+  return endAction(0, out);
 }
 
 int UPnPCDSBrowse::requestBatch(int start, int count) {
   if (NUVCEGetContents(GetID(), container_->GetID(), static_cast<unsigned int>(start),
                        static_cast<unsigned int>(count), true) != 0) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSBrowse] Content request refused by the engine!!!");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   return 0;  // the answer may already have ended the action: touch nothing
 }
@@ -97,7 +87,7 @@ int UPnPCDSBrowse::GetItems(BrowseSearchArgument* argument, DMSAppActionInfo* ac
   if (argument == nullptr || GetActionInfo() == nullptr || table_ == nullptr ||
       pieces_ == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSBrowse] Invalid args!!! GetItems");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   const DMSAppString* flag = argument->GetQueryString();
   if (flag != nullptr && flag->CompareI("BrowseMetadata") == 0) {
@@ -106,18 +96,18 @@ int UPnPCDSBrowse::GetItems(BrowseSearchArgument* argument, DMSAppActionInfo* ac
     NUVPrintf(NUV_LOG_ERROR,
               "[UPnPCDSBrowse::GetItems] Invalid args!!!, StartIdx must not be 0 for "
               "BrowseMetadata");
-    respond(0, new (std::nothrow) DMSCDSList());
+    endAction(0, new (std::nothrow) DMSCDSList());
     return 0;
   }
   if (flag == nullptr || flag->CompareI("BrowseDirectChildren") != 0) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSBrowse::GetItems] Invalid BrowseFlag!!!");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   if (dms_cds::appendPiece(pieces_, table_->GetText(CDSHelper::kDidlHead)) != 0)
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   if (const int code = __BrowseDirectChildrenContainer()) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSBrowse::GetItems] __BrowseDirectChildrenContainer failed!!!");
-    return respond(code, nullptr);
+    return endAction(code, nullptr);
   }
   const int requested = argument->GetRequestedCount();
   if (requested == 0 || requested > containersReturned_) {
@@ -177,12 +167,12 @@ int UPnPCDSBrowse::__BrowseDirectChildrenContent() {
   if (target == nullptr) {
     if (!itemMode_) {
       NUVPrintf(NUV_LOG_ERROR, "CM : There is no container!!!");
-      return respond(701, nullptr);
+      return endAction(701, nullptr);
     }
     if (parent == nullptr) {
       NUVPrintf(NUV_LOG_ERROR,
                 "[UPnPCDSBrowse::__BrowseDirectChildrenContent] pCIPublic is NULL!!!");
-      return respond(701, nullptr);
+      return endAction(701, nullptr);
     }
     target = std::move(parent);
   }
@@ -190,7 +180,7 @@ int UPnPCDSBrowse::__BrowseDirectChildrenContent() {
   const int total = NUVCEGetContainerTotalMatches(container_->GetID(), GetID());
   if (total < 0) {
     NUVPrintf(NUV_LOG_ERROR, "CM : There is no item!!!");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   contentTotal_ = total;
   const int available = total - argument_->GetStartIndex();
@@ -198,7 +188,7 @@ int UPnPCDSBrowse::__BrowseDirectChildrenContent() {
     contentsWanted_ = 0;
     if (!itemMode_) return __GetItem_BrowseContainer_ExecuteCallback(0);
     NUVPrintf(NUV_LOG_ERROR, "CM : There is no container!!!");
-    return respond(701, nullptr);
+    return endAction(701, nullptr);
   }
   const int requested = argument_->GetRequestedCount();
   contentsWanted_ = requested > 0 && requested <= available ? requested : available;
@@ -210,7 +200,7 @@ int UPnPCDSBrowse::__BrowseDirectChildrenContent() {
 int UPnPCDSBrowse::__BrowseDirectChildrenContent_CheckContentsAndRequest(DMSCDSList* list) {
   if (list == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSBrowse] pContentList is NULL!!!");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   int received = 0;
   for (const stDMSCDSListItem* item = firstRecord(list); item != nullptr; item = item->next) {
@@ -243,7 +233,7 @@ int UPnPCDSBrowse::__BrowseDirectChildrenContent_CheckContentsAndRequest(DMSCDSL
 }
 
 int UPnPCDSBrowse::__GetItem_BrowseContainer_ExecuteCallback(int result) {
-  if (result != 0) return respond(result, nullptr);
+  if (result != 0) return endAction(result, nullptr);
   return respondWithResult(contentsWanted_ + containersReturned_,
                            contentTotal_ + containersMatched_);
 }
@@ -251,7 +241,7 @@ int UPnPCDSBrowse::__GetItem_BrowseContainer_ExecuteCallback(int result) {
 int UPnPCDSBrowse::__BrowseMetadata() {
   NUVPrintf(NUV_LOG_INFO, "[UPnPCDSBrowse] Received __BrowseMetadata");
   if (dms_cds::appendPiece(pieces_, table_->GetText(CDSHelper::kDidlHead)) != 0)
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   const DMSAppString* parentID = argument_->GetParentContainerID();
   // A container was asked for when its parent is "0" or sorts before it
   // (the root's "-1").
@@ -273,21 +263,21 @@ int UPnPCDSBrowse::__BrowseMetadata() {
   if (written == 0) return respondWithResult(1, 1);
   if (written > 0) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSBrowse] Making Container Property Failed!!!");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   if (parent == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[CM] Making Container Property Failed!!!");
-    return respond(701, nullptr);
+    return endAction(701, nullptr);
   }
   const int total = NUVCEGetContainerTotalMatches(parent->GetID(), GetID());
   if (total < 0) {
     NUVPrintf(NUV_LOG_ERROR, "[CM] DMS CDS Database Error!!!");
-    return respond(701, nullptr);
+    return endAction(701, nullptr);
   }
   container_ = std::move(parent);
   if (total == 0) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] No such Object!!!");
-    return respond(701, nullptr);
+    return endAction(701, nullptr);
   }
   invoker_ = kInvokerMetadata;
   // The item is asked for by its ID: the answer is the one record a walk
@@ -295,7 +285,7 @@ int UPnPCDSBrowse::__BrowseMetadata() {
   // it (25 for the last photo of 2,500).
   if (NUVCEGetContentRecord(GetID(), container_->GetID(), argument_->GetContainerID()) != 0) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSBrowse] Content request refused by the engine!!!");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   return 0;  // the answer may already have ended the action: touch nothing
 }
@@ -304,13 +294,13 @@ int UPnPCDSBrowse::__BrowseMetadata_CheckContentsAndRequest(DMSCDSList* list) {
   NUVPrintf(NUV_LOG_INFO, "[CM] __BrowseMetadata_CheckContentsAndRequest Entered");
   if (list == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSBrowse] pContentList is NULL!!!");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   std::unique_ptr<ContainerPublicInfo> parent(NUVCEGetContainerInfo(GetID(), container_->GetID()));
   if (parent == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[CM] pCIParent is NULL!!!");
     freeRecordList(list);
-    return respond(701, nullptr);
+    return endAction(701, nullptr);
   }
   int found = -1;  // the writer's result once the object is found
   for (const stDMSCDSListItem* item = firstRecord(list); item != nullptr; item = item->next) {
@@ -335,9 +325,9 @@ int UPnPCDSBrowse::__BrowseMetadata_CheckContentsAndRequest(DMSCDSList* list) {
               "[UPnPCDSBrowse] Send Resonse to  __GetItem_BrowseMetadata_ExecuteCallback");
     return respondWithResult(1, 1);
   }
-  if (found > 0) return respond(1, nullptr);
+  if (found > 0) return endAction(1, nullptr);
   NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] No such Object!!!");
-  return respond(701, nullptr);
+  return endAction(701, nullptr);
 }
 
 int UPnPCDSBrowse::NotifyCommandResponse(int /*id*/, NUVCDSWL_RES_TYPE type,

@@ -59,8 +59,6 @@ class UPnPCDSBrowse : public UPnPCDSImplInterface {
   int requestBatch(int start, int count);
   // Appends the tail and answers 0 with the four output arguments.
   int respondWithResult(int numberReturned, int totalMatches);
-  // Ends the action: the object is deleted before this returns `code`.
-  int respond(int code, DMSCDSList* outArguments);
 
   int contentTotal_ = 0;
   int contentsWanted_ = 0;

@@ -75,16 +75,6 @@ UPnPCDSObject::UPnPCDSObject(DMSAppActionInfo* actionInfo,
 
 UPnPCDSObject::~UPnPCDSObject() = default;
 
-int UPnPCDSObject::respond(int code, DMSCDSList* outArguments) {
-  UPnPAppCDSCommandResponseInterface* responder = GetCommandResponseInterface();
-  if (responder == nullptr) {
-    dms_cds::deleteArgumentList(outArguments);
-    return code;
-  }
-  responder->NotifyCommandResponse(code, GetActionInfo(), outArguments, GetID());
-  return code;
-}
-
 int UPnPCDSObject::__ParseElementsArgument(DMSAppString* elements) {
   return dms_cds::ParseCreateObjectElements(elements, &elements_);
 }
@@ -156,9 +146,9 @@ ContentsEnumeratorArgument* UPnPCDSObject::makeItemRecord(int contentType, const
 int UPnPCDSObject::CreateItem(DMSAppString* containerID, DMSAppString* elements) {
   if (containerID == nullptr || elements == nullptr || table_ == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Invalid Argument - CreateObject");
-    return respond(kInvalidArgs, nullptr);
+    return endAction(kInvalidArgs, nullptr);
   }
-  if (const int code = __ParseElementsArgument(elements)) return respond(code, nullptr);
+  if (const int code = __ParseElementsArgument(elements)) return endAction(code, nullptr);
 
   // Step 1: the parent.
   container_ = textOf(containerID);
@@ -167,11 +157,11 @@ int UPnPCDSObject::CreateItem(DMSAppString* containerID, DMSAppString* elements)
   std::unique_ptr<ContainerPublicInfo> parent(NUVCEGetContainerInfo(GetID(), &parentID));
   if (parent == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] No such container CreateItem()");
-    return respond(kNoSuchContainer, nullptr);
+    return endAction(kNoSuchContainer, nullptr);
   }
   if (textOf(parent->GetAccessRestriction()) == "1") {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Restricted parent container CreateItem()");
-    return respond(kRestrictedParent, nullptr);
+    return endAction(kRestrictedParent, nullptr);
   }
   // Step 2: a container is made at once.
   if (dms_cds::IsContainerClass(elements_.upnpClass)) {
@@ -181,14 +171,14 @@ int UPnPCDSObject::CreateItem(DMSAppString* containerID, DMSAppString* elements)
     DMSAppString upnpClass(elements_.upnpClass.c_str());
     std::unique_ptr<DMSAppString> created(
         NUVCECreateContainer(GetID(), &parentID, &name, &upnpClass));
-    if (created == nullptr) return respond(kCannotProcess, nullptr);
+    if (created == nullptr) return endAction(kCannotProcess, nullptr);
     return __GenerateContainerResponse(created.get());
   }
   // Steps 3 to 5: the file it will be, its profile and its kind.
   const int contentType = contentTypeOfClass(elements_.upnpClass);
   if (contentType == 0) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Invalid UPnPClass Argument CreateItem()");
-    return respond(kBadMetadata, nullptr);
+    return endAction(kBadMetadata, nullptr);
   }
   DMSAppString protocolInfo(elements_.protocolInfo.c_str());
   const char* extension = GetFileExtensionFromProtocolInfo(&protocolInfo);
@@ -197,34 +187,44 @@ int UPnPCDSObject::CreateItem(DMSAppString* containerID, DMSAppString* elements)
       !DirectoryScanner::IsMediaFileName((std::string("upload") + extension).c_str())) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] No upload of MIME type \"%s\" CreateItem()",
               elements_.mimeType.c_str());
-    return respond(kBadMetadata, nullptr);
+    return endAction(kBadMetadata, nullptr);
   }
   int code = 0;
   ContentsEnumeratorArgument* record = makeItemRecord(contentType, extension, &code);
-  if (record == nullptr) return respond(code, nullptr);
+  if (record == nullptr) return endAction(code, nullptr);
   // Step 6: the engine answers on its own thread, maybe before this returns.
   if (NUVCECreateContent(GetID(), &parentID, record) != 0) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Content creation refused by the engine!!!");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   return 0;
+}
+
+int UPnPCDSObject::answerCreated(const std::string& objectID, const std::string& didl) {
+  DMSCDSList* out = new (std::nothrow) DMSCDSList();
+  if (out == nullptr || dms_cds::appendArgument(out, "ObjectID", newText(objectID)) != 0 ||
+      dms_cds::appendArgument(out, "Result", newText(didl)) != 0) {
+    dms_cds::deleteArgumentList(out);
+    return endAction(1, nullptr);
+  }
+  return endAction(0, out);
 }
 
 int UPnPCDSObject::__GenerateItemResponse(NUVCDSWL_RES_RESULT result, DMSCDSList* list) {
   if (result != NUVCDSWL_RES_SUCCESS) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Error Response From PAL err %d",
               static_cast<int>(result));
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   if (list == nullptr || list->Size() < 2) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Error Response From PAL CEA list empty");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   const std::string id = textOf(static_cast<DMSAppString*>(list->ReadFirstItemData()));
   const auto* record = static_cast<ContentsEnumeratorArgument*>(list->ReadLastItemData());
   if (id.empty() || record == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Error Response From PAL ItemID = null");
-    return respond(1, nullptr);
+    return endAction(1, nullptr);
   }
   const std::string objectID = container_ + "$" + id;
   std::string didl = table_->GetText(CDSHelper::kDidlHead);
@@ -236,15 +236,9 @@ int UPnPCDSObject::__GenerateItemResponse(NUVCDSWL_RES_RESULT result, DMSCDSList
           resultValue(textOf(record->GetImportURI())) + "\"&gt;&lt;/res&gt; \r\n";
   didl += "&lt;/item&gt;\r\n";
   didl += table_->GetText(CDSHelper::kDidlTail);
-  DMSCDSList* out = new (std::nothrow) DMSCDSList();
-  if (out == nullptr || dms_cds::appendArgument(out, "ObjectID", newText(objectID)) != 0 ||
-      dms_cds::appendArgument(out, "Result", newText(didl)) != 0) {
-    dms_cds::deleteArgumentList(out);
-    return respond(1, nullptr);
-  }
   NUVPrintf(NUV_LOG_INFO,
             "[UPnPCDSObject] Sending response for Create Object  __GenerateItemResponse()");
-  return respond(0, out);
+  return answerCreated(objectID, didl);
 }
 
 int UPnPCDSObject::__GenerateContainerResponse(const DMSAppString* containerID) {
@@ -259,26 +253,20 @@ int UPnPCDSObject::__GenerateContainerResponse(const DMSAppString* containerID) 
       "&lt;upnp:class&gt;\"" + resultValue(elements_.upnpClass) + "\"&lt;/upnp:class&gt; \r\n";
   result += "&lt;/container&gt;\r\n";
   result += table_->GetText(CDSHelper::kDidlTail);
-  DMSCDSList* out = new (std::nothrow) DMSCDSList();
-  if (out == nullptr || dms_cds::appendArgument(out, "ObjectID", newText(id)) != 0 ||
-      dms_cds::appendArgument(out, "Result", newText(result)) != 0) {
-    dms_cds::deleteArgumentList(out);
-    return respond(1, nullptr);
-  }
   NUVPrintf(NUV_LOG_INFO,
             "[UPnPCDSObject] Sending response for Create Object Container "
             "__GenerateContainerResponse()");
-  return respond(0, out);
+  return answerCreated(id, result);
 }
 
 int UPnPCDSObject::RemoveItem(DMSAppString* objectID) {
   // Steps 1 and 2.
   const std::string id = textOf(objectID);
-  if (id.empty()) return respond(kInvalidArgs, nullptr);
-  if (id == kRootID) return respond(kNoSuchObject, nullptr);
+  if (id.empty()) return endAction(kInvalidArgs, nullptr);
+  if (id == kRootID) return endAction(kNoSuchObject, nullptr);
   const size_t dollar = id.find('$');
   if (dollar == std::string::npos || dollar + 1 == id.size()) {
-    return respond(kNoSuchObject, nullptr);
+    return endAction(kNoSuchObject, nullptr);
   }
   DMSAppString parentID(id.substr(0, dollar).c_str());
   DMSAppString contentID(id.substr(dollar + 1).c_str());
@@ -287,7 +275,7 @@ int UPnPCDSObject::RemoveItem(DMSAppString* objectID) {
   while (container != nullptr) {
     if (container->GetID() != nullptr && container->GetID()->CompareI(&parentID) == 0) {
       if (textOf(container->GetAccessRestriction()) == "1") {
-        return respond(kRestrictedParent, nullptr);
+        return endAction(kRestrictedParent, nullptr);
       }
       break;
     }
@@ -296,7 +284,7 @@ int UPnPCDSObject::RemoveItem(DMSAppString* objectID) {
   }
   // Step 4: the engine's answer ends the action, maybe before this returns.
   if (NUVCEDestroyContent(GetID(), &parentID, &contentID) != 0) {
-    return respond(kNoSuchObject, nullptr);
+    return endAction(kNoSuchObject, nullptr);
   }
   return 0;
 }
@@ -311,10 +299,10 @@ int UPnPCDSObject::NotifyCommandResponse(int /*id*/, NUVCDSWL_RES_TYPE type,
     case NUVCDSWL_RES_CONTENT_DESTROYED:
       // A destruction that failed found no such object in that container.
       if (result != NUVCDSWL_RES_SUCCESS) {
-        respond(kNoSuchObject, nullptr);
+        endAction(kNoSuchObject, nullptr);
         return 0;
       }
-      respond(0, new (std::nothrow) DMSCDSList());
+      endAction(0, new (std::nothrow) DMSCDSList());
       return 0;
     default:
       NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Invalid case in switch cmd NotifyCommandResponse");

@@ -60,10 +60,10 @@ class UPnPCDSObject : public UPnPCDSImplInterface {
   // with *code set when it cannot be made.
   class ContentsEnumeratorArgument* makeItemRecord(int contentType, const char* extension,
                                                    int* code);
+  // Answers 0 with the out-arguments ObjectID and Result (1 without memory).
+  int answerCreated(const std::string& objectID, const std::string& didl);
   // "http://ADDRESS:PORT/upload/", the address facing the control point.
   std::string importUriBase() const;
-  // Ends the action: the object is deleted before this returns `code`.
-  int respond(int code, DMSCDSList* outArguments);
 
   CDSHelper* table_;
   dms_cds::CreateObjectElements elements_;

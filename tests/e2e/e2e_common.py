@@ -6,6 +6,7 @@ Call configure(DMSD, MEDIA) before the tests run.
 """
 import os
 import shutil
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -242,3 +243,11 @@ class LibraryTest(NetworkTest):
 
     def database(self):
         return os.path.join(self.state_dir, "media.db")
+
+    def rows(self, sql, *args):
+        """The rows of a query on the daemon's database."""
+        db = sqlite3.connect(self.database())
+        try:
+            return db.execute(sql, args).fetchall()
+        finally:
+            db.close()

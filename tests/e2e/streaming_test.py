@@ -17,7 +17,6 @@ import json
 import os
 import random
 import shutil
-import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -103,13 +102,6 @@ class Streaming(LibraryTest):
         r = self.net.client([sys.executable, PROBE], input=json.dumps(requests), timeout=600)
         self.assertEqual(r.returncode, 0, r.stderr[-2000:])
         return json.loads(r.stdout)
-
-    def rows(self, sql, *args):
-        db = sqlite3.connect(self.database())
-        try:
-            return db.execute(sql, args).fetchall()
-        finally:
-            db.close()
 
     def source_of(self, path):
         """(file, offset, length) behind a res path, or None when the bytes

@@ -20,7 +20,6 @@ import html
 import json
 import os
 import shutil
-import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -122,13 +121,6 @@ class Uploads(LibraryTest):
         r = self.net.client([sys.executable, CLIENT, uri, path, *options], timeout=120)
         self.assertEqual(r.returncode, 0, r.stderr[-2000:])
         return json.loads(r.stdout)
-
-    def rows(self, sql, *args):
-        db = sqlite3.connect(self.database())
-        try:
-            return db.execute(sql, args).fetchall()
-        finally:
-            db.close()
 
     def listed(self, container, content_id):
         """The item `container`$`content_id` as Browse lists it, or None."""

@@ -28,12 +28,8 @@ using cds_test::Args;
 using cds_test::faultBody;
 using cds_test::responseBody;
 
-const std::string kHead =
-    "&lt;DIDL-Lite xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\"\r\n"
-    " xmlns:dc=\"http://purl.org/dc/elements/1.1/\""
-    " xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\""
-    " xmlns:dlna=\"urn:schemas-dlna-org:metadata-1-0/\"&gt;\r\n";
-const std::string kTail = "&lt;/DIDL-Lite&gt;";
+const std::string& kHead = cds_test::kDidlHead;
+const std::string& kTail = cds_test::kDidlTail;
 const std::string kImageFlags = "DLNA.ORG_FLAGS=00D00000000000000000000000000000";
 const std::string kStreamFlags = "DLNA.ORG_FLAGS=01500000000000000000000000000000";
 
@@ -144,16 +140,7 @@ class BrowseEngineTest : public content_test::EngineTest {
     const int actionID = ++lastActionID_;
     DMSAppCDSActionCallback(kConnectionID, actionID,
                             FakeStack::makeAction("Browse", cds_test::kClientIP, args));
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < deadline) {
-      std::vector<std::string> bodies;
-      for (const FakeResponse& r : FakeStack::instance().responses())
-        if (r.actionID == actionID) bodies.push_back(r.body);
-      if (bodies.size() > 1) return "(several)";
-      if (bodies.size() == 1) return bodies[0];
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return "(none)";
+    return cds_test::awaitOneBody(actionID);
   }
 
   static std::string result(const std::string& body) {

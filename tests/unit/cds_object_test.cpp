@@ -22,6 +22,7 @@
 #include "soap_generator.h"
 #include "temporary_contents_manager.h"
 #include "upnp_cds_object.h"
+#include "xml_escape.h"
 
 namespace {
 
@@ -29,12 +30,8 @@ using cds_test::Args;
 using cds_test::faultBody;
 using cds_test::responseBody;
 
-const std::string kHead =
-    "&lt;DIDL-Lite xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\"\r\n"
-    " xmlns:dc=\"http://purl.org/dc/elements/1.1/\""
-    " xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\""
-    " xmlns:dlna=\"urn:schemas-dlna-org:metadata-1-0/\"&gt;\r\n";
-const std::string kTail = "&lt;/DIDL-Lite&gt;";
+const std::string& kHead = cds_test::kDidlHead;
+const std::string& kTail = cds_test::kDidlTail;
 const std::string kNs =
     "xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\" "
     "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" "
@@ -42,28 +39,7 @@ const std::string kNs =
     "xmlns:dlna=\"urn:schemas-dlna-org:metadata-1-0/\"";
 
 // The Elements argument as a control point writes it, XML-escaped for SOAP.
-std::string escaped(const std::string& xml) {
-  std::string out;
-  for (char c : xml) {
-    switch (c) {
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '&':
-        out += "&amp;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
-}
+std::string escaped(const std::string& xml) { return dms::EscapeXmlText(xml.c_str()); }
 
 std::string item(const std::string& title, const std::string& upnpClass,
                  const std::string& protocolInfo,
@@ -114,16 +90,7 @@ class CdsObjectTest : public content_test::EngineTest {
   std::string run(const std::string& action, const Args& args) {
     const int actionID = ++lastActionID_;
     DMSAppCDSActionCallback(9, actionID, FakeStack::makeAction(action, cds_test::kClientIP, args));
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < deadline) {
-      std::vector<std::string> bodies;
-      for (const FakeResponse& r : FakeStack::instance().responses())
-        if (r.actionID == actionID) bodies.push_back(r.body);
-      if (bodies.size() > 1) return "(several)";
-      if (bodies.size() == 1) return bodies[0];
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return "(none)";
+    return cds_test::awaitOneBody(actionID);
   }
 
   std::string create(const std::string& container, const std::string& xml) {

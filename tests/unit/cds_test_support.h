@@ -6,9 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -31,6 +33,14 @@ constexpr const char* kCds = "urn:schemas-upnp-org:service:ContentDirectory";
 constexpr const char* kCds1 = "urn:schemas-upnp-org:service:ContentDirectory:1";
 constexpr const char* kClientIP = "192.168.1.20";
 
+// The DIDL-Lite head and tail of a Result, escaped as they travel.
+const std::string kDidlHead =
+    "&lt;DIDL-Lite xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\"\r\n"
+    " xmlns:dc=\"http://purl.org/dc/elements/1.1/\""
+    " xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\""
+    " xmlns:dlna=\"urn:schemas-dlna-org:metadata-1-0/\"&gt;\r\n";
+const std::string kDidlTail = "&lt;/DIDL-Lite&gt;";
+
 // The fault body a control point receives for `code`.
 inline std::string faultBody(int code, const std::string& text) {
   return "<s:Fault>\r\n<faultcode>s:Client</faultcode>\r\n"
@@ -46,6 +56,21 @@ inline std::string responseBody(const std::string& action, const Args& out) {
   for (const auto& arg : out)
     body += "<" + arg.first + ">" + arg.second + "</" + arg.first + ">\r\n";
   return body + "</u:" + action + "Response>";
+}
+
+// Waits (generously) for the one body sent for `actionID` by another
+// thread; "(none)" or "(several)" otherwise.
+inline std::string awaitOneBody(int actionID) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (std::chrono::steady_clock::now() < deadline) {
+    std::vector<std::string> bodies;
+    for (const FakeResponse& r : FakeStack::instance().responses())
+      if (r.actionID == actionID) bodies.push_back(r.body);
+    if (bodies.size() > 1) return "(several)";
+    if (bodies.size() == 1) return bodies[0];
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return "(none)";
 }
 
 // An out- or in-argument list of AppArgumentList.
