@@ -15,3 +15,4 @@ dms_unit_test(cds_object_test)
 # The DIDL-Lite schema check reads the shared schema catalog beside the tree.
 target_compile_definitions(cds_browse_engine_test
                            PRIVATE DMS_SHARED_DIR="${CMAKE_SOURCE_DIR}/../shared")
+target_include_directories(cds_object_test PRIVATE ${PROJECT_SOURCE_DIR}/server)

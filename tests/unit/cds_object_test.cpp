@@ -19,12 +19,21 @@
 #include "dms_media_registration.h"
 #include "dms_server.h"
 #include "log_capture.h"
+#include "server_state.h"
 #include "soap_generator.h"
 #include "temporary_contents_manager.h"
 #include "upnp_cds_object.h"
 #include "xml_escape.h"
 
 namespace {
+
+// The path setters keep what they replace (the owner releases it): the
+// shared folder goes with the stored paths, and the database path the
+// fixtures set once comes back.
+void forgetSharedFolder() {
+  dms_server::releaseStoredPaths();
+  DMSAppSetDBPathMA(content_test::dbPath().c_str());
+}
 
 using cds_test::Args;
 using cds_test::faultBody;
@@ -82,7 +91,7 @@ class CdsObjectTest : public content_test::EngineTest {
     UPnPCDSImplManager::DestroyInstance();
     SOAPAppGenerator::DestroyInstance();
     CDSHelper::DestroyInstance();
-    DMSAppSetDMSSharedFilePath(nullptr);
+    forgetSharedFolder();
     EngineTest::TearDown();
   }
 
@@ -298,7 +307,7 @@ TEST_F(CdsObjectTest, MissingOrRestrictedParentIsRefused) {
 }
 
 TEST_F(CdsObjectTest, NoSharedFolderMeansNoUpload) {
-  DMSAppSetDMSSharedFilePath(nullptr);
+  forgetSharedFolder();
   EXPECT_EQ(create("1", item("a", "object.item.imageItem", kPhotoInfo)),
             faultBody(720, "Cannot process the request"));
 }

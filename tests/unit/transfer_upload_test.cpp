@@ -20,10 +20,19 @@
 #include "log_capture.h"
 #include "nuv_config.h"
 #include "recv_file_thru_post.h"
+#include "server_state.h"
 #include "server_to_handle_file_transfer.h"
 #include "temporary_contents_manager.h"
 
 namespace {
+
+// The path setters keep what they replace (the owner releases it): the
+// shared folder goes with the stored paths, and the database path the
+// fixtures set once comes back.
+void forgetSharedFolder() {
+  dms_server::releaseStoredPaths();
+  DMSAppSetDBPathMA(content_test::dbPath().c_str());
+}
 
 using content_test::fileExists;
 using content_test::readFile;
@@ -65,7 +74,7 @@ class UploadTest : public content_test::EngineTest {
   void TearDown() override {
     RecvFileThruPOST::SetTimeoutsForTest(40000, 1000);
     ServerToHandleFileTransfer::DestroyInstance();
-    DMSAppSetDMSSharedFilePath(nullptr);
+    forgetSharedFolder();
     EngineTest::TearDown();
   }
 
