@@ -317,7 +317,9 @@ TEST_F(CdsObjectTest, DestroyRemovesRowsFileAndThumbnailsAndAnnounces) {
   create("1", item("kept", "object.item.imageItem", kPhotoInfo));
   const std::string path = uploads() + "/kept.jpg";
   content_test::writeFile(path, "uploaded bytes");
-  FakeStack::instance().reset();
+  // The engine's thread may still be leaving the fake after the reply:
+  // only the announcements made from here on are looked at.
+  const size_t earlier = updates().size();
   EXPECT_EQ(run("DestroyObject", {{"ObjectID", "1$1"}}), responseBody("DestroyObject", {}));
   EXPECT_EQ("0|0\n", count("select (select count(*) from ObjectTable), "
                            "(select count(*) from ImageTable);"));
@@ -326,7 +328,8 @@ TEST_F(CdsObjectTest, DestroyRemovesRowsFileAndThumbnailsAndAnnounces) {
     std::lock_guard<std::mutex> lock(gRemovedMutex);
     EXPECT_EQ(gRemovedThumbnails, std::vector<std::string>{path});
   }
-  const auto events = updates();
+  const auto all = updates();
+  const std::vector<std::string> events(all.begin() + static_cast<long>(earlier), all.end());
   ASSERT_EQ(events.size(), 2u);
   EXPECT_EQ(events[0].rfind("ContainerUpdateIDs=1,", 0), 0u);
   EXPECT_EQ(events[1].rfind("SystemUpdateID=", 0), 0u);
