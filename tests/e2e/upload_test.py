@@ -160,8 +160,11 @@ class Uploads(LibraryTest):
                                                                               "Expect:")),
             ("song", "DLNA.ORG_AnyContainer", lambda uri, p: self.curl_post(
                 uri, p, "-H", "Transfer-Encoding: chunked")),
+            ("song", "2", lambda uri, p: self.curl_post(uri, p)),
             ("video", "3", lambda uri, p: self.raw_post(uri, p, "--piece", "8192", "--delay",
                                                         "0.005")["status"]),
+            ("video", "DLNA.ORG_AnyContainer", lambda uri, p: self.curl_post(
+                uri, p, "--limit-rate", "400k")),
         ]
         for n, (kind, container, send) in enumerate(cases):
             sample, own, upnp_class, _, _ = SAMPLES[kind]
