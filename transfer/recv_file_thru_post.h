@@ -78,7 +78,6 @@ class RecvFileThruPOST : public ServerInterface {
 
   std::unique_ptr<DMSAppString> path_;  // shared folder + file name
   int activeProfile_;                   // -1 once the transfer is stopped
-  int reserved_ = 0;
   uint64_t bytesWritten_ = 0;
   std::unique_ptr<UploadFile> file_;
   std::string pathUtf8_;  // for the log
