@@ -39,6 +39,32 @@ struct RequestRecord {
 
 char* copyText(const char* text) { return strdup(text != nullptr ? text : ""); }
 
+// The one item of a response header list (client profiles).
+constexpr uint32_t kResponseMagic = 0x48545250;  // "HTRP"
+
+struct ResponseRecord {
+  uint32_t magic = kResponseMagic;
+  NUVHTTPResponseHeaderInfo info{};
+};
+
+ResponseRecord* responseOf(stNUVAppList* headerList) {
+  if (NUVListGetCount(headerList) != 1) return nullptr;
+  auto* record = static_cast<ResponseRecord*>(NUVListGetItemData(headerList, 0));
+  if (record == nullptr || record->magic != kResponseMagic) return nullptr;
+  return record;
+}
+
+void freeResponse(void* data) {
+  auto* record = static_cast<ResponseRecord*>(data);
+  if (record == nullptr) return;
+  record->magic = 0;
+  free(record->info.connection);
+  free(record->info.contentType);
+  free(record->info.contentLength);
+  FreeAdditionalHeaders(record->info.additionalHeaders);
+  delete record;
+}
+
 RequestRecord* recordOf(stNUVAppList* headerList) {
   if (NUVListGetCount(headerList) != 1) return nullptr;
   auto* record = static_cast<RequestRecord*>(NUVListGetItemData(headerList, 0));
@@ -100,8 +126,55 @@ stNUVAppList* NUVHTTPCreateRequestHeaderList(eHTTPMessageType method, const char
   return list;
 }
 
+stNUVAppList* NUVHTTPCreateResponseHeaderList(int status, int http11, stNUVAppList* headers) {
+  auto* record = new (std::nothrow) ResponseRecord;
+  if (record == nullptr) return nullptr;
+  NUVHTTPResponseHeaderInfo& info = record->info;
+  info.statusCode = status;
+  info.http11 = http11 != 0 ? 1 : 0;
+  info.additionalHeaders = NUVListCreate();
+  bool ok = info.additionalHeaders != nullptr;
+  const int count = NUVListGetCount(headers);
+  for (int i = 0; ok && i < count; ++i) {
+    auto* header = static_cast<stNUVHeader*>(NUVListGetItemData(headers, i));
+    if (header == nullptr || header->name == nullptr) continue;
+    const char* value = header->value != nullptr ? header->value : "";
+    ok = NUVListAddHeader(info.additionalHeaders, header->name, value) == 0;
+    char** known = strcasecmp(header->name, "Content-Type") == 0     ? &info.contentType
+                   : strcasecmp(header->name, "Content-Length") == 0 ? &info.contentLength
+                   : strcasecmp(header->name, "Connection") == 0     ? &info.connection
+                                                                     : nullptr;
+    if (ok && known != nullptr && *known == nullptr) {
+      *known = copyText(value);
+      ok = *known != nullptr;
+    }
+  }
+  stNUVAppList* list = ok ? NUVListCreate() : nullptr;
+  if (list == nullptr || NUVListAddItem(list, record) != 0) {
+    NUVListDestroy(list, nullptr);
+    freeResponse(record);
+    return nullptr;
+  }
+  return list;
+}
+
+int NUVHTTPGetResponseHeaderInfo(stNUVAppList* headerList, NUVHTTPResponseHeaderInfo** info) {
+  ResponseRecord* record = responseOf(headerList);
+  if (record == nullptr || info == nullptr) return 1;
+  *info = &record->info;
+  return 0;
+}
+
+void NUVHTTPFreeClientRequest(NUVHTTPClientRequest* request) {
+  if (request == nullptr) return;
+  free(request->url);
+  free(request->host);
+  FreeAdditionalHeaders(request->additionalHeaders);
+  free(request);
+}
+
 int NUVHTTPValidateHeaderInfo(stNUVAppList* headerList) {
-  return recordOf(headerList) != nullptr ? 0 : 1;
+  return recordOf(headerList) != nullptr || responseOf(headerList) != nullptr ? 0 : 1;
 }
 
 int NUVHTTPGetRequestHeaderInfo(stNUVAppList* headerList, NUVHTTPRequestHeaderInfo** info) {
@@ -113,6 +186,10 @@ int NUVHTTPGetRequestHeaderInfo(stNUVAppList* headerList, NUVHTTPRequestHeaderIn
 
 int NUVHTTPReleaseHeaderInfo(stNUVAppList* headerList) {
   if (headerList == nullptr) return 0;
+  if (responseOf(headerList) != nullptr) {
+    NUVListDestroy(headerList, &freeResponse);
+    return 0;
+  }
   if (recordOf(headerList) == nullptr) return 1;
   NUVListDestroy(headerList, &freeRecord);
   return 0;

@@ -71,8 +71,19 @@ typedef enum eHTTPVersion { NUV_HTTP_VERSION_1_0 = 0, NUV_HTTP_VERSION_1_1 = 1 }
 typedef void (*NUVHTTPRequestReceiveCallback)(int profile, int connection, eHTTPVersion version,
                                               int length, eHTTPMessageType method, char* data,
                                               char* target, bool last, int error);
-/* 1, 2 and 6 belong to client profiles; NULL in server mode. */
-typedef void (*NUVHTTPClientSlotCallback)(void);
+/* Client profiles (see "Client mode" below).
+ * 1: one piece of the response body; `length` bytes at `data` (valid during
+ * the call only). The final call has `last` set and may carry no bytes. */
+typedef void (*NUVHTTPResponseReceiveCallback)(int profile, int connection, eHTTPVersion version,
+                                               int length, char* data, bool last, int error);
+/* 2: a response header arrived (an interim 100 as well as the final one).
+ * `headerList` belongs to the handler: release it with
+ * NUVHTTPReleaseHeaderInfo; read it with NUVHTTPGetResponseHeaderInfo. */
+typedef void (*NUVHTTPResponseHeaderCallback)(int profile, int connection, stNUVAppList* headerList,
+                                              int error);
+/* 6: the request body wants its next piece: answer with NUVHTTPSendPacket
+ * (from the callback or later from any thread). */
+typedef void (*NUVHTTPSendRequestCallback)(int profile, int connection, int error);
 /* 3: the previous piece of the response has gone; send the next one. */
 typedef void (*NUVHTTPSendResponseCallback)(int profile, int connection, int error);
 /* 4: see eExceptionType. */
@@ -85,14 +96,14 @@ typedef void (*NUVHTTPRequestHeaderCallback)(int profile, int connection, stNUVA
 typedef void (*NUVHTTPConnectCallback)(int profile, int connection);
 
 typedef struct stNUVHTTPCallbacks {
-  NUVHTTPRequestReceiveCallback requestReceive; /* 0 */
-  NUVHTTPClientSlotCallback slot1;              /* 1, NULL */
-  NUVHTTPClientSlotCallback slot2;              /* 2, NULL */
-  NUVHTTPSendResponseCallback sendResponse;     /* 3 */
-  NUVHTTPExceptionCallback exception;           /* 4 */
-  NUVHTTPRequestHeaderCallback requestHeader;   /* 5 */
-  NUVHTTPClientSlotCallback slot6;              /* 6, NULL */
-  NUVHTTPConnectCallback connect;               /* 7 */
+  NUVHTTPRequestReceiveCallback requestReceive;   /* 0, server */
+  NUVHTTPResponseReceiveCallback responseReceive; /* 1, client */
+  NUVHTTPResponseHeaderCallback responseHeader;   /* 2, client */
+  NUVHTTPSendResponseCallback sendResponse;       /* 3, server */
+  NUVHTTPExceptionCallback exception;             /* 4, both */
+  NUVHTTPRequestHeaderCallback requestHeader;     /* 5, server */
+  NUVHTTPSendRequestCallback sendRequest;         /* 6, client */
+  NUVHTTPConnectCallback connect;                 /* 7, both */
 } stNUVHTTPCallbacks;
 
 /* ---- Profiles and their records ------------------------------------------ */
@@ -157,11 +168,12 @@ stNUVAppList* NUVHTTPCreateRequestHeaderList(eHTTPMessageType method, const char
                                              const char* target, eHTTPVersion version,
                                              int hostPresent, const char* clientAddress,
                                              long long contentLength, stNUVAppList* headers);
-/* 0 when `headerList` is a request header list of the stack. */
+/* 0 when `headerList` is a request or response header list of the stack. */
 int NUVHTTPValidateHeaderInfo(stNUVAppList* headerList);
 /* *info receives the list's record (owned by the list). */
 int NUVHTTPGetRequestHeaderInfo(stNUVAppList* headerList, NUVHTTPRequestHeaderInfo** info);
-/* Frees the header list and everything in it; NULL is ignored. */
+/* Frees a request or response header list and everything in it; NULL is
+ * ignored. */
 int NUVHTTPReleaseHeaderInfo(stNUVAppList* headerList);
 /* The value of the first header named `name` (compared ignoring case) in a
  * list of stNUVHeader, as a new copy; NULL when absent. */
@@ -197,9 +209,66 @@ void FreeResponseHeader(NUVHTTPResponseHeaderInfo* header);
 int NUVHTTPSendResponse(int profile, int connection, NUVHTTPResponseHeaderInfo* header,
                         int headerOnly);
 /* The next piece of a response body (copied); `last` ends the body. A
- * length of 0 without `last` asks for another callback 3. 1 for an unknown
- * or ended connection. */
+ * length of 0 without `last` asks for another callback 3. For a client
+ * profile: the next piece of the request body, and callback 6 for more. 1
+ * for an unknown or ended connection. */
 int NUVHTTPSendPacket(int profile, int connection, const char* buffer, int length, int last);
+
+/* ---- Client mode ---------------------------------------------------------
+ * A callbacks table with slot 2 (responseHeader) set and slot 5 NULL starts a
+ * client profile: NUVHTTPStartHTTPProfile then ignores `address` and `port`,
+ * opens nothing yet, and gives a record of one entry whose profile handle is
+ * also the identifier of the profile's one connection (its address is "").
+ * One request per profile: NUVHTTPSendRequest, then callback 2 for each
+ * response header (an interim 100 included), callback 6 while the request
+ * body wants pieces, callback 1 for the response body pieces, and finally
+ * exception 6 (after exception 2 when the exchange failed: no connection,
+ * a refused redirect, a time-out, a reset). Stop it with
+ * NUVHTTPStopHTTPProfile(profile, NUV_HTTP_ALL_CONNECTIONS) from any thread,
+ * its callbacks included; it is gone once that returns (or, from a callback,
+ * once the callback returns).
+ *
+ * Only "http://" URLs are fetched and followed (at most 5 redirects, for
+ * GET); connects and transfers that stall time out. The callbacks of all
+ * client profiles run on the stack's one client thread, never with a lock of
+ * the stack held; a callback must not block for long. */
+
+/* A request of a client profile. Texts are malloc'd (strdup) and freed by
+ * NUVHTTPFreeClientRequest. */
+typedef struct NUVHTTPClientRequest {
+  eHTTPMessageType method;         /* NUV_HTTP_GET or NUV_HTTP_POST */
+  char* url;                       /* "http://host[:port]/path" */
+  char* host;                      /* Host header value; NULL: from the URL */
+  int http11;                      /* 1: HTTP/1.1, 0: HTTP/1.0 */
+  int expectContinue;              /* 1: "Expect: 100-continue" before a body */
+  long long contentLength;         /* of the request body; -1: chunked */
+  stNUVAppList* additionalHeaders; /* stNUVHeader items, or NULL */
+} NUVHTTPClientRequest;
+
+/* Frees the record, its texts and its headers; NULL is ignored. */
+void NUVHTTPFreeClientRequest(NUVHTTPClientRequest* request);
+
+/* Starts the profile's request (the record is copied). `complete` 1: the
+ * request has no body; 0: a body follows, pulled with callback 6 and
+ * NUVHTTPSendPacket (whose `last` ends it). 1 for an unknown profile, a
+ * second request, a bad record or a URL that is not "http://". */
+int NUVHTTPSendRequest(int profile, int connection, const NUVHTTPClientRequest* request,
+                       int complete);
+
+/* Builds a response header list as a client profile hands it to callback 2
+ * (also used by tests). `headers` may be NULL; it is copied, and its
+ * Content-Type, Content-Length and Connection fill the record's fields.
+ * NULL when out of memory. */
+stNUVAppList* NUVHTTPCreateResponseHeaderList(int status, int http11, stNUVAppList* headers);
+
+/* A received response header as a record (owned by the list). Its
+ * additionalHeaders hold every header; contentLength is NULL when absent. */
+int NUVHTTPGetResponseHeaderInfo(stNUVAppList* headerList, NUVHTTPResponseHeaderInfo** info);
+
+/* Bytes of the request body sent so far (client profiles), or of the
+ * response body received when the request has no body; -1 for an unknown
+ * profile. */
+long long NUVHTTPGetTransferBytesCount(int profile);
 
 #ifdef __cplusplus
 }

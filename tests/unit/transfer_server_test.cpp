@@ -58,13 +58,13 @@ TEST_F(TransferServer, StartGivesTheStackTheCallbacksInTheirSlots) {
   const stNUVHTTPCallbacks cb = FakeHttp::instance().callbacks();
   EXPECT_EQ(cb.requestReceive,
             &ServerToHandleFileTransfer::NUVHTTPRequestReceiveNotificationCallback);
-  EXPECT_EQ(cb.slot1, nullptr);
-  EXPECT_EQ(cb.slot2, nullptr);
+  EXPECT_EQ(cb.responseReceive, nullptr);
+  EXPECT_EQ(cb.responseHeader, nullptr);
   EXPECT_EQ(cb.sendResponse, &ServerToHandleFileTransfer::NUVHTTPSendResponseNotificationCallback);
   EXPECT_EQ(cb.exception, &ServerToHandleFileTransfer::NUVHTTPExceptionNotificationCallback);
   EXPECT_EQ(cb.requestHeader,
             &ServerToHandleFileTransfer::NUVHTTPRequestHeaderInfoNotificationCallback);
-  EXPECT_EQ(cb.slot6, nullptr);
+  EXPECT_EQ(cb.sendRequest, nullptr);
   EXPECT_EQ(cb.connect, &ServerToHandleFileTransfer::NUVHTTPConnectNotificationCallback);
   const auto calls = FakeHttp::instance().calls();
   ASSERT_EQ(calls.size(), 1u);
