@@ -9,14 +9,12 @@
 #include <cstring>
 #include <new>
 
-#include "dms_content_engine.h"
-#include "dms_media_registration.h"
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "dms_string.h"
-#include "multimedia_db_connector.h"
 #include "nuv_config.h"
 #include "nuv_log.h"
+#include "received_file.h"
 #include "server_to_handle_file_transfer.h"
 #include "temporary_contents_manager.h"
 #include "transfer_limits.h"
@@ -405,41 +403,27 @@ bool RecvFileThruPOST::RemoveFile(RecvFileThruPOST* handler) {
   return true;
 }
 
-bool RecvFileThruPOST::DownloadCompleteRegisterContent(char* target, DMSAppString* path) {
+bool RecvFileThruPOST::DownloadCompleteRegisterContent(char* target, DMSAppString*) {
   NUVPrintf(NUV_LOG_INFO, "Inside Download complete register content");
-  bool waiting = false;
-  {
-    TempLock lock;
-    waiting = lock.entryOf(path) != nullptr;
+  const dms_transfer::Registration result =
+      dms_transfer::RegisterReceivedFile(file_.get(), target, static_cast<int>(profileId_));
+  switch (result) {
+    case dms_transfer::Registration::kRegistered:
+      finished_ = true;  // the file belongs to its object from here on
+      return true;
+    case dms_transfer::Registration::kNoObject:
+      NUVPrintf(NUV_LOG_ERROR,
+                "[RecvFileThruPOST::DownloadCompleteRegisterContent] Temp content not present in "
+                "TempContentsManager - Check addition during CreateObject");
+      return false;
+    case dms_transfer::Registration::kNotPlaced:
+      NUVPrintf(NUV_LOG_ERROR,
+                "[RecvFileThruPOST::DownloadCompleteRegisterContent] Could not move the upload to "
+                "[%s]",
+                pathUtf8_.c_str());
+      return false;
+    default:
+      finished_ = true;  // the removal took the file with the object
+      return false;
   }
-  if (!waiting) {
-    NUVPrintf(NUV_LOG_ERROR,
-              "[RecvFileThruPOST::DownloadCompleteRegisterContent] Temp content not present in "
-              "TempContentsManager - Check addition during CreateObject");
-    file_->Discard();
-    return false;
-  }
-  if (!file_->Commit()) {
-    NUVPrintf(NUV_LOG_ERROR,
-              "[RecvFileThruPOST::DownloadCompleteRegisterContent] Could not move the upload to "
-              "[%s]",
-              pathUtf8_.c_str());
-    file_->Discard();
-    return false;
-  }
-  DMSAppString targetText(target);
-  std::unique_ptr<DMSAppString> objectID(NUVCERegisterUploadedContent(0, &targetText, path));
-  if (objectID == nullptr) {
-    // Destroyed while the last piece came: the file has no object.
-    DMSAppRemoveFile(pathUtf8_.c_str());
-    return false;
-  }
-  finished_ = true;  // the file belongs to its object from here on
-  if (NUVUtilUpdateFileInfoInDb(static_cast<int>(profileId_), textOf(path),
-                                textOf(objectID.get())) != 0) {
-    MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
-    if (db != nullptr) db->DeleteContent(profileId_, objectID.get());
-    return false;
-  }
-  return true;
 }
