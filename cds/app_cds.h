@@ -96,9 +96,10 @@ class UPnPAppCDS : public UPnPAppCDSCommandResponseInterface {
   // or an unreadable value.
   int __GetArgumentFromSV(DMSAppString* stateVariable, DMSAppString* argumentName, DMSCDSList* out);
 
-  // A new UPnPCDSObject for the action, registered and owning the record;
-  // null after answering 1 when it cannot be made.
-  class UPnPCDSObject* startObject(DMSAppActionInfo* actionInfo);
+  // A new implementation object for the action, registered and owning the
+  // record; null after answering 1 when it cannot be made.
+  template <typename Implementation>
+  Implementation* startImplementation(DMSAppActionInfo* actionInfo);
   // Ends an action that never reached an implementation object: answers
   // `code` and deletes the record. Returns `code`.
   int endWithoutObject(int code, DMSAppActionInfo* actionInfo);

@@ -1,9 +1,6 @@
 // UPnPAppCDS: the per-action handlers. Each checks its arguments, then starts
 // the object that serves the action, or answers at once.
 //
-// The resource engine is not part of the library yet: a resource request
-// that passes every check is answered with result 1 (fault 501) through the
-// single exit, at the point where the engine will be started.
 #include <memory>
 #include <new>
 
@@ -18,6 +15,7 @@
 #include "nuv_log.h"
 #include "upnp_cds_browse.h"
 #include "upnp_cds_object.h"
+#include "upnp_cds_resource.h"
 
 int UPnPAppCDS::endWithoutObject(int code, DMSAppActionInfo* actionInfo) {
   NotifyCommandResponse(code, actionInfo, nullptr, 0);
@@ -25,9 +23,10 @@ int UPnPAppCDS::endWithoutObject(int code, DMSAppActionInfo* actionInfo) {
   return code;
 }
 
-UPnPCDSObject* UPnPAppCDS::startObject(DMSAppActionInfo* actionInfo) {
+template <typename Implementation>
+Implementation* UPnPAppCDS::startImplementation(DMSAppActionInfo* actionInfo) {
   // Registered before it starts: the engine may answer before it returns.
-  auto* object = new (std::nothrow) UPnPCDSObject(actionInfo, this);
+  auto* object = new (std::nothrow) Implementation(actionInfo, this);
   if (object == nullptr) {
     endWithoutObject(1, actionInfo);
     return nullptr;
@@ -69,7 +68,7 @@ int UPnPAppCDS::__CreateObject(DMSAppActionInfo* actionInfo) {
     delete actionInfo;
     return 0;
   }
-  UPnPCDSObject* object = startObject(actionInfo);
+  auto* object = startImplementation<UPnPCDSObject>(actionInfo);
   if (object == nullptr) return 1;
   return object->CreateItem(request.containerID.get(), request.elements.get());
 }
@@ -82,8 +81,9 @@ int UPnPAppCDS::__ImportResource(DMSAppActionInfo* actionInfo) {
     delete actionInfo;  // as CreateObject: nothing is sent
     return 0;
   }
-  // UPnPCDSResource::CheckItemForImport(sourceURI, destinationURI) starts here.
-  return endWithoutObject(1, actionInfo);
+  auto* resource = startImplementation<UPnPCDSResource>(actionInfo);
+  if (resource == nullptr) return 1;
+  return resource->CheckItemForImport(request.sourceURI.get(), request.destinationURI.get());
 }
 
 int UPnPAppCDS::__ExportResource(DMSAppActionInfo* actionInfo) {
@@ -94,15 +94,16 @@ int UPnPAppCDS::__ExportResource(DMSAppActionInfo* actionInfo) {
     delete actionInfo;  // as CreateObject: nothing is sent
     return 0;
   }
-  // UPnPCDSResource::CheckItemForExport(sourceURI, destinationURI) starts here.
-  return endWithoutObject(1, actionInfo);
+  auto* resource = startImplementation<UPnPCDSResource>(actionInfo);
+  if (resource == nullptr) return 1;
+  return resource->CheckItemForExport(request.sourceURI.get(), request.destinationURI.get());
 }
 
 int UPnPAppCDS::__DestroyObject(DMSAppActionInfo* actionInfo) {
   std::unique_ptr<DMSAppString> objectID;
   const int code = dms_cds::decodeDestroyObjectArguments(actionInfo, &objectID);
   if (code != 0) return endWithoutObject(code, actionInfo);
-  UPnPCDSObject* object = startObject(actionInfo);
+  auto* object = startImplementation<UPnPCDSObject>(actionInfo);
   if (object == nullptr) return 1;
   return object->RemoveItem(objectID.get());
 }
@@ -111,16 +112,24 @@ int UPnPAppCDS::__StopTransferResource(DMSAppActionInfo* actionInfo) {
   std::unique_ptr<DMSAppString> transferID;
   const int code = dms_cds::decodeStopTransferResourceArguments(actionInfo, &transferID);
   if (code != 0) return endWithoutObject(code, actionInfo);
-  // UPnPCDSResource::HandleForStopTransferResource(transferID) starts here.
-  return endWithoutObject(1, actionInfo);
+  // No TransferID argument at all: answered as an unknown transfer, so that
+  // the action never stays open.
+  if (transferID == nullptr) return endWithoutObject(402, actionInfo);
+  auto* resource = startImplementation<UPnPCDSResource>(actionInfo);
+  if (resource == nullptr) return 1;
+  return resource->HandleForStopTransferResource(transferID.get());
 }
 
 int UPnPAppCDS::__GetTransferProgress(DMSAppActionInfo* actionInfo) {
   std::unique_ptr<DMSAppString> transferID;
   const int code = dms_cds::decodeGetTransferProgressArguments(actionInfo, &transferID);
   if (code != 0) return endWithoutObject(code, actionInfo);
-  // UPnPCDSResource::HandleForGetTransferProgress(transferID) starts here.
-  return endWithoutObject(1, actionInfo);
+  // No TransferID argument at all: answered as an unknown transfer, so that
+  // the action never stays open.
+  if (transferID == nullptr) return endWithoutObject(402, actionInfo);
+  auto* resource = startImplementation<UPnPCDSResource>(actionInfo);
+  if (resource == nullptr) return 1;
+  return resource->HandleForGetTransferProgress(transferID.get());
 }
 
 // ---- Synchronous actions: the dispatcher frees the record ----

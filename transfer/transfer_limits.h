@@ -36,6 +36,17 @@ constexpr unsigned long kPostTransactionTimeoutMs = 40000;
 // The timers then fire at most this much earlier than their nominal time.
 constexpr unsigned long kUploadTimerRestartIntervalMs = 1000;
 
+// A finished client transfer (import or export) stays queryable this long.
+constexpr unsigned long kClientTransferLingerMs = 30000;
+
+// An import that receives no data for this long ends as ERROR.
+constexpr unsigned long kClientTransactionTimeoutMs = 30000;
+
+// Bytes read from the file per piece of an export's body. Pieces of a few
+// KiB would cost a stack round trip each: 64 KiB keeps an export near the
+// speed of a plain client while memory stays at one piece.
+constexpr size_t kExportPieceBytes = 64 * 1024;
+
 }  // namespace dms_transfer
 
 #endif  // DMS_TRANSFER_TRANSFER_LIMITS_H

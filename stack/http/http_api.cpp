@@ -1,14 +1,17 @@
-// The exported HTTP server operations of the stack (nuv_http.h) on the
-// libmicrohttpd profiles of http_server.cpp.
+// The exported HTTP operations of the stack (nuv_http.h): server profiles on
+// libmicrohttpd (http_server.cpp), client profiles on libcurl
+// (http_client.cpp), told apart by their handles.
 #include <strings.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "http_client.h"
 #include "http_records.h"
 #include "http_server.h"
 #include "nuv_http.h"
@@ -55,6 +58,25 @@ bool parseLength(const char* text, uint64_t* value) {
   return true;
 }
 
+// A client profile: nothing is opened until its request is sent.
+int startClientMode(const stNUVHTTPCallbacks& callbacks, void* reserved,
+                    stNUVHTTPConnInfo** connInfo) {
+  if (reserved != nullptr || connInfo == nullptr) return 1;
+  *connInfo = nullptr;
+  const int profile = dmsstack::startClientProfile(callbacks);
+  if (profile == 0) return 1;
+  try {
+    *connInfo = dmsstack::newConnInfo({{profile, ""}});
+  } catch (const std::bad_alloc&) {
+    *connInfo = nullptr;
+  }
+  if (*connInfo == nullptr) {
+    dmsstack::stopClientProfile(profile, NUV_HTTP_ALL_CONNECTIONS);
+    return 1;
+  }
+  return 0;
+}
+
 bool reservedHeader(const char* name) {
   return strcasecmp(name, "Content-Length") == 0 || strcasecmp(name, "Transfer-Encoding") == 0 ||
          strcasecmp(name, "Connection") == 0;
@@ -66,6 +88,10 @@ extern "C" {
 
 int NUVHTTPStartHTTPProfile(const stNUVHTTPCallbacks* callbacks, void* reserved,
                             const char* address, int port, stNUVHTTPConnInfo** connInfo) {
+  if (callbacks != nullptr && callbacks->responseHeader != nullptr &&
+      callbacks->requestHeader == nullptr) {
+    return startClientMode(*callbacks, reserved, connInfo);
+  }
   if (callbacks == nullptr || reserved != nullptr || connInfo == nullptr || port < 0 ||
       port > 65535) {
     return 1;
@@ -91,6 +117,7 @@ int NUVHTTPStartHTTPProfile(const stNUVHTTPCallbacks* callbacks, void* reserved,
 int NUVHTTPGetProfilePort(int profile) { return HttpServer::instance().portOf(profile); }
 
 int NUVHTTPStopHTTPProfile(int profile, int connection) {
+  if (dmsstack::isClientProfile(profile)) return dmsstack::stopClientProfile(profile, connection);
   if (connection < 0) return HttpServer::instance().stopProfile(profile) ? 0 : 1;
   return HttpServer::instance().stopConnection(profile, connection) ? 0 : 1;
 }
@@ -123,9 +150,23 @@ int NUVHTTPSendResponse(int profile, int connection, NUVHTTPResponseHeaderInfo* 
 
 int NUVHTTPSendPacket(int profile, int connection, const char* buffer, int length, int last) {
   if (length < 0 || (length > 0 && buffer == nullptr)) return 1;
+  if (dmsstack::isClientProfile(profile)) {
+    return dmsstack::sendClientPacket(profile, connection, buffer, static_cast<size_t>(length),
+                                      last != 0);
+  }
   auto c = HttpServer::instance().connection(profile, connection);
   if (c == nullptr) return 1;
   return c->addPacket(buffer, static_cast<size_t>(length), last != 0) ? 0 : 1;
+}
+
+int NUVHTTPSendRequest(int profile, int connection, const NUVHTTPClientRequest* request,
+                       int complete) {
+  if (request == nullptr || !dmsstack::isClientProfile(profile)) return 1;
+  return dmsstack::sendClientRequest(profile, connection, *request, complete != 0);
+}
+
+long long NUVHTTPGetTransferBytesCount(int profile) {
+  return dmsstack::isClientProfile(profile) ? dmsstack::clientTransferBytes(profile) : -1;
 }
 
 }  // extern "C"

@@ -1,4 +1,4 @@
-// Bounds of the stack's HTTP server profiles, in one place.
+// Bounds of the stack's HTTP server and client profiles, in one place.
 #ifndef DMS_STACK_HTTP_HTTP_LIMITS_H
 #define DMS_STACK_HTTP_HTTP_LIMITS_H
 
@@ -37,12 +37,32 @@ constexpr size_t kHttpPieceBytes = 20480;
 constexpr size_t kHttpSendBufferBytes = 12 * kHttpPieceBytes;
 
 // How long a request waits for a response, or a body for its next piece,
-// that a handler gives from another thread, before the connection is closed.
+// that a handler gives from another thread, before the connection is closed
+// (a client profile's request body: before its transfer fails).
 constexpr std::chrono::milliseconds kHttpHandlerWait{30000};
 
 // Consecutive empty pieces (without "last") a body may ask for before the
 // connection is closed: a handler that never sends data must not spin.
 constexpr int kMaxEmptyPieces = 1000;
+
+// ---- Client profiles (libcurl) ----
+
+// A connect to a peer that takes longer fails: devices on the local network
+// answer within milliseconds, a missing one never does.
+constexpr std::chrono::seconds kHttpClientConnectTimeout{10};
+
+// A transfer that moves fewer than kHttpClientLowSpeedBytes per second for
+// kHttpClientLowSpeedTime fails: a peer that stalls must not hold the
+// profile (and a file being imported) for ever.
+constexpr long kHttpClientLowSpeedBytes = 1;
+constexpr std::chrono::seconds kHttpClientLowSpeedTime{30};
+
+// Redirects a GET follows; a loop between two servers ends here.
+constexpr long kHttpClientMaxRedirects = 5;
+
+// Request body bytes queued for curl at once: one piece sent ahead of the
+// next request for one is accepted, a handler that floods is refused.
+constexpr size_t kHttpClientQueuedBodyBytes = 256 * 1024;
 
 }  // namespace dmsstack
 

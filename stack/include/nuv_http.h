@@ -210,8 +210,9 @@ int NUVHTTPSendResponse(int profile, int connection, NUVHTTPResponseHeaderInfo* 
                         int headerOnly);
 /* The next piece of a response body (copied); `last` ends the body. A
  * length of 0 without `last` asks for another callback 3. For a client
- * profile: the next piece of the request body, and callback 6 for more. 1
- * for an unknown or ended connection. */
+ * profile: the next piece of the request body, and callback 6 for more
+ * (refused while more than 256 KiB of earlier pieces wait). 1 for an unknown
+ * or ended connection. */
 int NUVHTTPSendPacket(int profile, int connection, const char* buffer, int length, int last);
 
 /* ---- Client mode ---------------------------------------------------------
@@ -219,39 +220,54 @@ int NUVHTTPSendPacket(int profile, int connection, const char* buffer, int lengt
  * client profile: NUVHTTPStartHTTPProfile then ignores `address` and `port`,
  * opens nothing yet, and gives a record of one entry whose profile handle is
  * also the identifier of the profile's one connection (its address is "").
- * One request per profile: NUVHTTPSendRequest, then callback 2 for each
- * response header (an interim 100 included), callback 6 while the request
- * body wants pieces, callback 1 for the response body pieces, and finally
- * exception 6 (after exception 2 when the exchange failed: no connection,
- * a refused redirect, a time-out, a reset). Stop it with
- * NUVHTTPStopHTTPProfile(profile, NUV_HTTP_ALL_CONNECTIONS) from any thread,
- * its callbacks included; it is gone once that returns (or, from a callback,
- * once the callback returns).
+ * One request per profile: NUVHTTPSendRequest, then callback 7, callback 2
+ * for each response header (an interim 100 included; redirects that are
+ * followed are not reported), callback 6 while the request body wants
+ * pieces, callback 1 for the response body pieces (a final one with `last`
+ * set when the exchange completed), and finally exception 6 (after
+ * exception 2 when the exchange failed: no connection, a refused redirect, a
+ * time-out, a reset, a request body longer or shorter than its
+ * Content-Length).
+ *
+ * A profile stays, with its byte count, until it is stopped with
+ * NUVHTTPStopHTTPProfile(profile, NUV_HTTP_ALL_CONNECTIONS or the profile
+ * handle) from any thread. An exchange in progress then ends with exception
+ * 0 and 6 before the stop returns or, when it is called from a callback of
+ * any client profile, just after that callback returns, with no other
+ * callback of the stopped profile in between. A profile stopped before its
+ * request or after its exception 6 raises nothing more. Its handle is
+ * unknown from the stop on.
  *
  * Only "http://" URLs are fetched and followed (at most 5 redirects, for
- * GET); connects and transfers that stall time out. The callbacks of all
- * client profiles run on the stack's one client thread, never with a lock of
- * the stack held; a callback must not block for long. */
+ * GET). A connect that takes 10 s, a transfer that stalls (under 1 byte/s
+ * for 30 s) and a request body piece not given within 30 s fail the
+ * exchange. The callbacks of all client profiles run on the stack's one
+ * client thread, never with a lock of the stack held; a callback must not
+ * block for long. */
 
 /* A request of a client profile. Texts are malloc'd (strdup) and freed by
- * NUVHTTPFreeClientRequest. */
+ * NUVHTTPFreeClientRequest. Host, Content-Length, Transfer-Encoding and
+ * Expect come from the fields: additional headers of those names are
+ * ignored, as are headers with a line break. */
 typedef struct NUVHTTPClientRequest {
   eHTTPMessageType method;         /* NUV_HTTP_GET or NUV_HTTP_POST */
   char* url;                       /* "http://host[:port]/path" */
   char* host;                      /* Host header value; NULL: from the URL */
   int http11;                      /* 1: HTTP/1.1, 0: HTTP/1.0 */
   int expectContinue;              /* 1: "Expect: 100-continue" before a body */
-  long long contentLength;         /* of the request body; -1: chunked */
+  long long contentLength;         /* of the request body; -1: chunked (HTTP/1.1) */
   stNUVAppList* additionalHeaders; /* stNUVHeader items, or NULL */
 } NUVHTTPClientRequest;
 
 /* Frees the record, its texts and its headers; NULL is ignored. */
 void NUVHTTPFreeClientRequest(NUVHTTPClientRequest* request);
 
-/* Starts the profile's request (the record is copied). `complete` 1: the
- * request has no body; 0: a body follows, pulled with callback 6 and
- * NUVHTTPSendPacket (whose `last` ends it). 1 for an unknown profile, a
- * second request, a bad record or a URL that is not "http://". */
+/* Starts the profile's request (the record is copied); `connection` is the
+ * profile handle. `complete` 1: the request has no body; 0: a body follows
+ * (POST only), pulled with callback 6 and NUVHTTPSendPacket (whose `last`
+ * ends it). 1 for an unknown profile or connection, a second request, a bad
+ * record (a GET with a body, chunks over HTTP/1.0) or a URL that is not
+ * "http://". */
 int NUVHTTPSendRequest(int profile, int connection, const NUVHTTPClientRequest* request,
                        int complete);
 

@@ -33,6 +33,10 @@ void FakeHttp::reset() {
   responses_.clear();
   packets_.clear();
   callbacks_ = stNUVHTTPCallbacks{};
+  clientCallbacks_ = stNUVHTTPCallbacks{};
+  clientRequests_.clear();
+  sendRequestResult = 0;
+  transferBytes = -1;
   running_.clear();
   nextProfile_ = 1;
   released_.clear();
@@ -136,6 +140,58 @@ std::string FakeHttp::pumpBody(int profile, int connection, int maxPieces) {
   return body;
 }
 
+std::string FakeClientRequest::header(const std::string& name) const {
+  for (const auto& h : headers)
+    if (h.first == name) return h.second;
+  return "";
+}
+
+std::vector<FakeClientRequest> FakeHttp::clientRequests() const {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  return clientRequests_;
+}
+
+stNUVHTTPCallbacks FakeHttp::clientCallbacks() const {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  return clientCallbacks_;
+}
+
+void FakeHttp::addClientRequest(FakeClientRequest request) {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  clientRequests_.push_back(std::move(request));
+}
+
+void FakeHttp::deliverResponseHeader(int profile, int status, const FakeHeaders& headers) {
+  stNUVAppList* list = NUVListCreate();
+  for (const auto& h : headers) NUVListAddHeader(list, h.first.c_str(), h.second.c_str());
+  stNUVAppList* response = NUVHTTPCreateResponseHeaderList(status, 1, list);
+  FreeAdditionalHeaders(list);
+  const stNUVHTTPCallbacks cb = clientCallbacks();
+  if (cb.responseHeader != nullptr) {
+    cb.responseHeader(profile, profile, response, 0);
+  } else {
+    NUVHTTPReleaseHeaderInfo(response);
+  }
+}
+
+void FakeHttp::deliverResponsePiece(int profile, const std::string& data, bool last) {
+  const stNUVHTTPCallbacks cb = clientCallbacks();
+  std::string body = data;
+  if (cb.responseReceive != nullptr)
+    cb.responseReceive(profile, profile, NUV_HTTP_VERSION_1_1, static_cast<int>(body.size()),
+                       &body[0], last, 0);
+}
+
+void FakeHttp::askForRequestBody(int profile) {
+  const stNUVHTTPCallbacks cb = clientCallbacks();
+  if (cb.sendRequest != nullptr) cb.sendRequest(profile, profile, 0);
+}
+
+void FakeHttp::raiseClientException(int profile, eExceptionType type) {
+  const stNUVHTTPCallbacks cb = clientCallbacks();
+  if (cb.exception != nullptr) cb.exception(profile, profile, type);
+}
+
 void FakeHttp::raiseException(int profile, int connection, eExceptionType type) {
   const stNUVHTTPCallbacks cb = callbacks();
   if (cb.exception != nullptr) cb.exception(profile, connection, type);
@@ -160,6 +216,12 @@ int FakeHttp::startProfiles(const stNUVHTTPCallbacks* callbacks, const char* add
                             std::vector<std::pair<int, std::string>>* started) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (startResult != 0) return startResult;
+  if (callbacks->responseHeader != nullptr && callbacks->requestHeader == nullptr) {
+    clientCallbacks_ = *callbacks;  // a client profile: one connection, its own number
+    running_.push_back(nextProfile_);
+    started->emplace_back(nextProfile_++, "");
+    return 0;
+  }
   callbacks_ = *callbacks;
   const std::vector<std::string> where =
       address != nullptr ? std::vector<std::string>{address} : addresses;
@@ -191,6 +253,36 @@ int NUVHTTPStartHTTPProfile(const stNUVHTTPCallbacks* callbacks, void*, const ch
   if (result != 0) return result;
   *connInfo = dmsstack::newConnInfo(started);
   return *connInfo != nullptr ? 0 : 1;
+}
+
+int NUVHTTPSendRequest(int profile, int connection, const NUVHTTPClientRequest* request,
+                       int complete) {
+  FakeHttp& fake = FakeHttp::instance();
+  fake.record("NUVHTTPSendRequest",
+              {std::to_string(profile), std::to_string(connection), std::to_string(complete)});
+  if (request == nullptr) return 1;
+  FakeClientRequest r;
+  r.profile = profile;
+  r.connection = connection;
+  r.method = request->method;
+  r.url = request->url != nullptr ? request->url : "";
+  r.host = request->host != nullptr ? request->host : "";
+  r.http11 = request->http11 != 0;
+  r.expectContinue = request->expectContinue != 0;
+  r.contentLength = request->contentLength;
+  r.complete = complete != 0;
+  const int count = NUVListGetCount(request->additionalHeaders);
+  for (int i = 0; i < count; ++i) {
+    auto* h = static_cast<stNUVHeader*>(NUVListGetItemData(request->additionalHeaders, i));
+    if (h != nullptr) r.headers.emplace_back(h->name, h->value);
+  }
+  fake.addClientRequest(std::move(r));
+  return fake.sendRequestResult;
+}
+
+long long NUVHTTPGetTransferBytesCount(int profile) {
+  FakeHttp::instance().record("NUVHTTPGetTransferBytesCount", {std::to_string(profile)});
+  return FakeHttp::instance().transferBytes;
 }
 
 int NUVHTTPGetProfilePort(int profile) {

@@ -46,6 +46,22 @@ struct FakeHttpPacket {
   bool last = false;
 };
 
+// One request a client profile sent (NUVHTTPSendRequest).
+struct FakeClientRequest {
+  int profile = 0;
+  int connection = 0;
+  eHTTPMessageType method = NUV_HTTP_METHOD_OTHER;
+  std::string url;
+  std::string host;
+  bool http11 = true;
+  bool expectContinue = false;
+  long long contentLength = -1;
+  FakeHeaders headers;
+  bool complete = false;
+
+  std::string header(const std::string& name) const;
+};
+
 class FakeHttp {
  public:
   static FakeHttp& instance();
@@ -58,6 +74,8 @@ class FakeHttp {
   std::vector<std::string> addresses{"192.168.1.10"};  // one profile each [that one]
   int sendResponseResult = 0;                          // [0]
   int sendPacketResult = 0;                            // [0]
+  int sendRequestResult = 0;                           // [0]
+  long long transferBytes = -1;                        // NUVHTTPGetTransferBytesCount [-1]
 
   // Every call of the fake functions in order (name and arguments as text).
   std::vector<FakeCall> calls() const;
@@ -68,6 +86,16 @@ class FakeHttp {
   stNUVHTTPCallbacks callbacks() const;
   // Profiles started and not stopped.
   std::vector<int> runningProfiles() const;
+  // Client mode: the requests sent and the callbacks of the last client
+  // profile started.
+  std::vector<FakeClientRequest> clientRequests() const;
+  stNUVHTTPCallbacks clientCallbacks() const;
+  // Client drivers: raise callback 2 with a response header, callback 1 with
+  // a body piece, callback 6 (the body wants a piece), on this thread.
+  void deliverResponseHeader(int profile, int status, const FakeHeaders& headers = {});
+  void deliverResponsePiece(int profile, const std::string& data, bool last);
+  void askForRequestBody(int profile);
+  void raiseClientException(int profile, eExceptionType type);
 
   // A request header list as the stack builds it, watched so that
   // unreleasedRequests() can tell whether it was released.
@@ -93,6 +121,7 @@ class FakeHttp {
   void record(const std::string& name, std::vector<std::string> args);
   void addResponse(FakeHttpResponse response);
   void addPacket(FakeHttpPacket packet);
+  void addClientRequest(FakeClientRequest request);
   int startProfiles(const stNUVHTTPCallbacks* callbacks, const char* address,
                     std::vector<std::pair<int, std::string>>* started);
   bool stopProfile(int profile);
@@ -106,6 +135,8 @@ class FakeHttp {
   std::vector<FakeHttpResponse> responses_;
   std::vector<FakeHttpPacket> packets_;
   stNUVHTTPCallbacks callbacks_{};
+  stNUVHTTPCallbacks clientCallbacks_{};
+  std::vector<FakeClientRequest> clientRequests_;
   std::vector<int> running_;
   int nextProfile_ = 1;
   std::vector<std::shared_ptr<std::atomic<bool>>> released_;

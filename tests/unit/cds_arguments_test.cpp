@@ -117,9 +117,10 @@ TEST_F(ActionArgumentsTest, ImportResourceUnescapesBothUris) {
   ASSERT_EQ(dms_cds::decodeImportResourceArguments(record.get(), &request), 0);
   EXPECT_EQ(text(request.sourceURI), "http://a/x?p=1&q=2");
   EXPECT_EQ(text(request.destinationURI), "http://b/<2>");
+  // Decoded and checked; without a content engine no created object waits.
   EXPECT_EQ(
       runOnce("ImportResource", {{"SourceURI", "http://a/1"}, {"DestinationURI", "http://b/2"}}),
-      kActionFailed);
+      faultBody(718, "No such destination resource"));
 }
 
 TEST_F(ActionArgumentsTest, ImportResourceWithAUriMissingIsNotAnswered) {
@@ -144,7 +145,7 @@ TEST_F(ActionArgumentsTest, ExportResourceRulesAndTexts) {
   EXPECT_EQ(runOnce("ExportResource", {{"DestinationURI", "x"}, {"DestinationURI", "y"}}), kNone);
   EXPECT_EQ(
       runOnce("ExportResource", {{"SourceURI", "http://a/1"}, {"DestinationURI", "http://b/2"}}),
-      kActionFailed);
+      faultBody(714, "No such source resource"));
 }
 
 TEST_F(ActionArgumentsTest, ExportResourceUnescapesBothUris) {
@@ -206,7 +207,8 @@ TEST_F(ActionArgumentsTest, TransferActionsNeedExactlyOneNonEmptyTransferId) {
     EXPECT_EQ(runOnce(action, {}), kInvalidArguments);
     EXPECT_EQ(runOnce(action, {{"TransferID", "1"}, {"TransferID", "2"}}), kInvalidArguments);
     EXPECT_EQ(runOnce(action, {{"TransferID", ""}}), kInvalidArguments);
-    EXPECT_EQ(runOnce(action, {{"transferid", "00"}}), kActionFailed);  // only "0" is refused
+    // Taken (only "0" is refused), then unknown: no such transfer runs.
+    EXPECT_EQ(runOnce(action, {{"transferid", "00"}}), kInvalidArguments);
   }
 }
 
@@ -246,8 +248,8 @@ TEST_F(ActionArgumentsTest, VeryLongValuesAreHandledWithoutHarm) {
   EXPECT_EQ(runOnce("CreateObject", {{"ContainerID", big}, {"Elements", big}}),
             faultBody(712, "Bad metadata"));
   EXPECT_EQ(runOnce("ImportResource", {{"SourceURI", big}, {"DestinationURI", big}}),
-            kActionFailed);
-  EXPECT_EQ(runOnce("GetTransferProgress", {{"TransferID", bigNumber}}), kActionFailed);
+            kInvalidArguments);
+  EXPECT_EQ(runOnce("GetTransferProgress", {{"TransferID", bigNumber}}), kInvalidArguments);
   EXPECT_EQ(runOnce("Browse", {{"ObjectID", big + "$" + big},
                                {"BrowseFlag", big},
                                {"Filter", big},
@@ -263,7 +265,7 @@ TEST_F(ActionArgumentsTest, BytesThatAreNotUtf8AreRefusedOrPassedOnAsBytes) {
   EXPECT_EQ(runOnce("DestroyObject", {{junk, "1"}}), kInvalidArguments);
   EXPECT_EQ(runOnce("DestroyObject", {{"ObjectID", junk}}), faultBody(701, "No such object"));
   EXPECT_EQ(runOnce("Browse" + junk, {}), faultBody(401, "Invalid Action"));
-  EXPECT_EQ(runOnce("StopTransferResource", {{"TransferID", junk}}), kActionFailed);
+  EXPECT_EQ(runOnce("StopTransferResource", {{"TransferID", junk}}), kInvalidArguments);
   std::unique_ptr<DMSAppActionInfo> record(
       cds_test::makeRecord("CreateObject", {{"ContainerID", "1$" + junk}, {"Elements", junk}}));
   dms_cds::CreateObjectRequest request;
