@@ -18,6 +18,7 @@
 #include "dms_string.h"
 #include "multimedia_db_connector.h"
 #include "server_state.h"
+#include "client_to_handle_file_transfer.h"
 #include "server_to_handle_file_transfer.h"
 #include "soap_generator.h"
 #include "upnp_cds_utils.h"
@@ -85,6 +86,9 @@ int startHttpServer(int connectionId, const char* address, int port) {
 // connection threads, so no handler is deleted while one of them runs it.
 void destroyTransferServer() {
   note("ServerToHandleFileTransfer::DestroyInstance");
+  // Imports and exports still running end here, their partial files with
+  // them.
+  ClientToHandleFileTransfer::DestroyInstance();
   if (!ServerToHandleFileTransfer::HasInstance()) return;
   ServerToHandleFileTransfer* server = ServerToHandleFileTransfer::GetInstance();
   server->StopHTTPServer(nullptr);

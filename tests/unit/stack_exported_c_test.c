@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include "nuv_dms.h"
+#include "nuv_http.h"
+#include "nuv_list.h"
 
 static int failures = 0;
 
@@ -21,6 +23,13 @@ static void onAction(int connectionID, int actionID, stNUVAppList* request) {
   (void)connectionID;
   (void)actionID;
   HNuvDMSReleaseUIRequestData(request);
+}
+
+static void onResponseHeader(int profile, int connection, stNUVAppList* headerList, int error) {
+  (void)profile;
+  (void)connection;
+  (void)error;
+  NUVHTTPReleaseHeaderInfo(headerList);
 }
 
 int main(void) {
@@ -78,6 +87,28 @@ int main(void) {
                "<root><device><friendlyName>[Camera]C</friendlyName><UDN></UDN></device>"
                "</root>") == 0);
   unlink(path);
+
+  /* A client profile from C: started, refused a scheme other than http://,
+   * counted and stopped. */
+  stNUVHTTPCallbacks client;
+  memset(&client, 0, sizeof client);
+  client.responseHeader = onResponseHeader;
+  stNUVHTTPConnInfo* started = NULL;
+  CHECK(NUVHTTPStartHTTPProfile(&client, NULL, NULL, 0, &started) == 0);
+  int profile = 0;
+  CHECK(NUVHTTPGetConnectionInfo(started, 1, &profile, NULL) == 0);
+  NUVHTTPFreeConnectionInfo(started);
+  NUVHTTPClientRequest request;
+  memset(&request, 0, sizeof request);
+  request.method = NUV_HTTP_GET;
+  request.url = (char*)"file:///etc/passwd";
+  request.http11 = 1;
+  request.contentLength = -1;
+  CHECK(NUVHTTPSendRequest(profile, profile, &request, 1) != 0);
+  CHECK(NUVHTTPGetTransferBytesCount(profile) == 0);
+  CHECK(NUVHTTPStopHTTPProfile(profile, NUV_HTTP_ALL_CONNECTIONS) == 0);
+  CHECK(NUVHTTPGetTransferBytesCount(profile) == -1);
+
   snprintf(path, sizeof path, "%s/udn", dir);
   unlink(path);
   rmdir(dir);
