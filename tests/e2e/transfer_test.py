@@ -288,6 +288,76 @@ class Transfers(LibraryTest):
         code, body = self.soap("GetTransferProgress", (("TransferID", "4000000"),))
         self.assertEqual(self.fault(body)[0], 402)
 
+    def test_misbehaving_peers_end_as_errors_and_the_server_goes_on(self):
+        photo = os.path.join(self.served, "canon_eos-d60.jpg")
+        for path, expected in (("/garbage", "ERROR"), ("/reset", "ERROR"),
+                               ("/chunked/canon_eos-d60.jpg", "COMPLETED"),
+                               ("/nolength/canon_eos-d60.jpg", "COMPLETED")):
+            _, uri = self.created("1", "peer " + path, "photo")
+            tid, code, body = self.transfer("ImportResource", self.peer_url + path, uri)
+            self.assertEqual(code, 200, body)
+            end, _ = self.wait_end(tid)
+            self.assertEqual(end[0], expected, path)
+            name = os.path.basename(self.uploaded_path(uri))
+            if expected == "COMPLETED":
+                self.assertEqual(sha256(self.uploaded_path(uri)), sha256(photo), path)
+            else:
+                self.assertEqual([e for e in os.listdir(self.uploads) if name in e], [], path)
+        sample = os.path.join(self.media, os.path.basename(SAMPLES["photo"][0]))
+        (res_uri,), = self.rows("select uri from ImageTable where FullPath = ?", sample)
+        source = "http://%s:%d%s" % (self.net.server_ip, e2e_common.HTTP_PORT, res_uri)
+        for path in ("/refuse", "/fail", "/reset"):
+            tid, code, body = self.transfer("ExportResource", source, self.peer_url + path)
+            self.assertEqual(code, 200, body)
+            self.assertEqual(self.wait_end(tid)[0][0], "ERROR", path)
+        self.assertEqual(self.soap("GetSystemUpdateID")[0], 200)
+
+    def open_descriptors_and_threads(self):
+        pid = self.daemon.proc.pid
+        with open("/proc/%d/status" % pid) as f:
+            threads = int(re.search(r"Threads:\s+(\d+)", f.read()).group(1))
+        return len(os.listdir("/proc/%d/fd" % pid)), threads
+
+    def import_and_export(self, count, source):
+        imports = [self.created("1", "many %d" % n, "photo")[1] for n in range(count)]
+        ids = [self.transfer("ImportResource", self.peer_url + "/canon_eos-d60.jpg", uri)[0]
+               for uri in imports]
+        ids += [self.transfer("ExportResource", source, self.peer_url + "/many")[0]
+                for _ in range(count)]
+        self.assertNotIn(None, ids)
+        for tid in ids:
+            self.assertEqual(self.wait_end(tid)[0][0], "COMPLETED", tid)
+        return imports
+
+    def test_fifty_imports_and_fifty_exports_at_once(self):
+        photo = os.path.join(self.served, "canon_eos-d60.jpg")
+        sample = os.path.join(self.media, os.path.basename(SAMPLES["photo"][0]))
+        (res_uri,), = self.rows("select uri from ImageTable where FullPath = ?", sample)
+        source = "http://%s:%d%s" % (self.net.server_ip, e2e_common.HTTP_PORT, res_uri)
+        # One round first, so that what is opened once (database
+        # connections, the client thread's wake-up pair) is in the baseline.
+        self.import_and_export(1, source)
+        time.sleep(2)
+        baseline = self.open_descriptors_and_threads()
+        received = os.path.join(self.served, "received")
+        before = len(os.listdir(received)) // 2
+        for uri in self.import_and_export(50, source):
+            self.assertEqual(sha256(self.uploaded_path(uri)), sha256(photo))
+        for n in range(before + 1, before + 51):
+            self.assertEqual(sha256(os.path.join(received, str(n))), sha256(sample))
+        # Nothing stays open once they are over. The watcher registers each
+        # imported file too (the upload folder is inside the media folder),
+        # with a database connection and a thread of its own for a moment:
+        # two of each are allowed to be passing; a leak per transfer would
+        # show fifty.
+        deadline = time.time() + 30
+        now = self.open_descriptors_and_threads()
+        while time.time() < deadline and (now[0] > baseline[0] or now[1] > baseline[1]):
+            time.sleep(0.5)
+            now = self.open_descriptors_and_threads()
+        self.assertLessEqual(now[0], baseline[0] + 2, (now, baseline))
+        self.assertLessEqual(now[1], baseline[1] + 2, (now, baseline))
+
     def test_two_cameras_exchange_a_photo(self):
         other_media = os.path.join(self.work, "other-media")
         os.makedirs(other_media)

@@ -4,6 +4,8 @@
 // its timers (through their test seams) and its removal with the TransferIDs
 // announcement.
 #include <dirent.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -243,6 +245,27 @@ TEST_F(ClientTransfer, SilentSourceEndsAsErrorAfterTheTransactionTime) {
   FakeHttp::instance().deliverResponseHeader(profile, 200);
   FakeHttp::instance().deliverResponsePiece(profile, pattern(5000), false);
   ASSERT_TRUE(eventually([this] { return progress(7).status == NUVCDSWL_FILETRANSFER_ERROR; }));
+  EXPECT_TRUE(uploadEntries().empty());
+  EXPECT_EQ(stopsOf(profile), 1u);
+}
+
+TEST_F(ClientTransfer, FullDiskDuringAnImportIsAnErrorWithoutFile) {
+  createdObject(7);
+  ASSERT_TRUE(startTransfer(NUV_HTTP_GET, "http://10.0.0.2/p.jpg", kImportURI, 7));
+  const int profile = FakeHttp::instance().clientRequests()[0].profile;
+  FakeHttp::instance().deliverResponseHeader(profile, 200);
+  FakeHttp::instance().deliverResponsePiece(profile, pattern(100 * 1024), false);
+  // A file-size limit makes the next write fail as a full disk would.
+  struct rlimit old {};
+  getrlimit(RLIMIT_FSIZE, &old);
+  signal(SIGXFSZ, SIG_IGN);
+  struct rlimit limited = old;
+  limited.rlim_cur = 200 * 1024;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limited), 0);
+  FakeHttp::instance().deliverResponsePiece(profile, pattern(300 * 1024), false);
+  setrlimit(RLIMIT_FSIZE, &old);
+  signal(SIGXFSZ, SIG_DFL);
+  EXPECT_EQ(progress(7).status, NUVCDSWL_FILETRANSFER_ERROR);
   EXPECT_TRUE(uploadEntries().empty());
   EXPECT_EQ(stopsOf(profile), 1u);
 }
