@@ -63,6 +63,15 @@ DMSAppString* copyString(const DMSAppString* s) {
   return new (std::nothrow) DMSAppString(s);
 }
 
+DMSAppString* newString(const std::string& text) {
+  auto* s = new (std::nothrow) DMSAppString(text.c_str());
+  if (s != nullptr && s->ReadString() == nullptr) {
+    delete s;
+    return nullptr;
+  }
+  return s;
+}
+
 void deleteArgumentList(DMSCDSList* list) {
   if (list == nullptr) return;
   list->RemoveAllListItem(deleteArgument);

@@ -12,6 +12,8 @@
 #ifndef DMS_CDS_ACTION_INFO_H
 #define DMS_CDS_ACTION_INFO_H
 
+#include <string>
+
 class DMSAppString;
 class DMSCDSList;
 
@@ -77,6 +79,8 @@ namespace dms_cds {
 
 // A new copy of `s`; null for null or when memory runs out.
 DMSAppString* copyString(const DMSAppString* s);
+// A new string holding `text`; null when memory runs out.
+DMSAppString* newString(const std::string& text);
 
 // Deletes every AppArgumentList in `list` and then the list. Null is ignored.
 void deleteArgumentList(DMSCDSList* list);

@@ -36,15 +36,6 @@ std::string textOf(const DMSAppString* s) {
   return s != nullptr && s->ReadString() != nullptr ? std::string(s->ReadString()) : std::string();
 }
 
-DMSAppString* newText(const std::string& text) {
-  auto* s = new (std::nothrow) DMSAppString(text.c_str());
-  if (s != nullptr && s->ReadString() == nullptr) {
-    delete s;
-    return nullptr;
-  }
-  return s;
-}
-
 // A value placed inside the Result: escaped for DIDL-Lite and once more for
 // the SOAP argument it travels in. Plain names and classes come out as
 // they went in; a title with "&" or "<" still gives a well-formed reply.
@@ -123,12 +114,12 @@ ContentsEnumeratorArgument* UPnPCDSObject::makeItemRecord(int contentType, const
   *code = 1;
   if (record == nullptr) return nullptr;
   record->SetContentType(contentType);
-  DMSAppString* parent = newText(container_);
-  DMSAppString* path = newText(folder + "/" + name);
-  DMSAppString* title = newText(name);
-  DMSAppString* dlnaProfile = newText(profile);
-  DMSAppString* mimeType = newText(elements_.mimeType);
-  DMSAppString* importURI = newText(importUriBase());
+  DMSAppString* parent = dms_cds::newString(container_);
+  DMSAppString* path = dms_cds::newString(folder + "/" + name);
+  DMSAppString* title = dms_cds::newString(name);
+  DMSAppString* dlnaProfile = dms_cds::newString(profile);
+  DMSAppString* mimeType = dms_cds::newString(elements_.mimeType);
+  DMSAppString* importURI = dms_cds::newString(importUriBase());
   record->SetContentParentID(parent);
   record->SetFilePath(path);
   record->SetTitle(title);
@@ -202,8 +193,9 @@ int UPnPCDSObject::CreateItem(DMSAppString* containerID, DMSAppString* elements)
 
 int UPnPCDSObject::answerCreated(const std::string& objectID, const std::string& didl) {
   DMSCDSList* out = new (std::nothrow) DMSCDSList();
-  if (out == nullptr || dms_cds::appendArgument(out, "ObjectID", newText(objectID)) != 0 ||
-      dms_cds::appendArgument(out, "Result", newText(didl)) != 0) {
+  if (out == nullptr ||
+      dms_cds::appendArgument(out, "ObjectID", dms_cds::newString(objectID)) != 0 ||
+      dms_cds::appendArgument(out, "Result", dms_cds::newString(didl)) != 0) {
     dms_cds::deleteArgumentList(out);
     return endAction(1, nullptr);
   }

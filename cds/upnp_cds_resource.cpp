@@ -28,15 +28,6 @@ std::string wrapped(unsigned long long value) {
   return std::to_string(static_cast<int32_t>(static_cast<uint32_t>(value & 0xffffffffu)));
 }
 
-DMSAppString* newText(const std::string& text) {
-  auto* s = new (std::nothrow) DMSAppString(text.c_str());
-  if (s != nullptr && s->ReadString() == nullptr) {
-    delete s;
-    return nullptr;
-  }
-  return s;
-}
-
 }  // namespace
 
 UPnPCDSResource::UPnPCDSResource(DMSAppActionInfo* actionInfo,
@@ -110,9 +101,9 @@ int UPnPCDSResource::HandleForGetTransferProgress(DMSAppString* transferID) {
   }
   DMSCDSList list;
   std::unique_ptr<DMSAppString> texts[] = {
-      std::unique_ptr<DMSAppString>(newText(TransferStatusText(status))),
-      std::unique_ptr<DMSAppString>(newText(wrapped(length))),
-      std::unique_ptr<DMSAppString>(newText(wrapped(total)))};
+      std::unique_ptr<DMSAppString>(dms_cds::newString(TransferStatusText(status))),
+      std::unique_ptr<DMSAppString>(dms_cds::newString(wrapped(length))),
+      std::unique_ptr<DMSAppString>(dms_cds::newString(wrapped(total)))};
   for (auto& t : texts) {
     if (t == nullptr || list.AddItem(t.get()) != 0) {
       list.RemoveAllListItem(DMSCDSList::Deleter{});
@@ -139,7 +130,8 @@ int UPnPCDSResource::startTransfer(bool checked, bool import, int refusal) {
   }
   DMSCDSList* out = new (std::nothrow) DMSCDSList();
   if (out == nullptr ||
-      dms_cds::appendArgument(out, "TransferID", newText(std::to_string(transferID))) != 0) {
+      dms_cds::appendArgument(out, "TransferID", dms_cds::newString(std::to_string(transferID))) !=
+          0) {
     dms_cds::deleteArgumentList(out);
     return endAction(1, nullptr);
   }

@@ -30,8 +30,12 @@
 #include "server_state.h"
 #include "soap_generator.h"
 #include "temporary_contents_manager.h"
+#include "transfer_test_support.h"
 
 namespace {
+
+using transfer_test::eventually;
+using transfer_test::pattern;
 
 using content_test::fileExists;
 using content_test::readFile;
@@ -40,28 +44,12 @@ using content_test::scratchPath;
 const std::string kPhoto = std::string(DMS_SHARED_DIR) + "/media/photos/canon_eos-d60.jpg";
 const std::string kImportURI = "http://192.168.1.10:9000/upload/in.jpg";
 
-std::string pattern(size_t n) {
-  std::string out(n, '\0');
-  for (size_t i = 0; i < n; ++i) out[i] = static_cast<char>((i * 7 + 3) % 253);
-  return out;
-}
-
 // A sparse file of `size` bytes (no disk space used).
 bool sparseFile(const std::string& path, long long size) {
   FILE* f = fopen(path.c_str(), "wb");
   if (f == nullptr) return false;
   const bool ok = ftruncate(fileno(f), static_cast<off_t>(size)) == 0;
   return fclose(f) == 0 && ok;
-}
-
-template <typename Predicate>
-bool eventually(Predicate done, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-  const auto end = std::chrono::steady_clock::now() + limit;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
 }
 
 class ClientTransfer : public content_test::EngineTest {
@@ -136,16 +124,7 @@ class ClientTransfer : public content_test::EngineTest {
       if (c.name == "NUVHTTPStopHTTPProfile" && c.args[0] == std::to_string(profile)) ++n;
     return n;
   }
-  static std::vector<std::string> uploadEntries() {
-    std::vector<std::string> names;
-    DIR* dir = opendir(uploads().c_str());
-    while (dirent* e = dir != nullptr ? readdir(dir) : nullptr) {
-      const std::string name = e->d_name;
-      if (name != "." && name != "..") names.push_back(name);
-    }
-    if (dir != nullptr) closedir(dir);
-    return names;
-  }
+  static std::vector<std::string> uploadEntries() { return transfer_test::entriesOf(uploads()); }
 
   ClientToHandleFileTransfer* registry_ = nullptr;
 };

@@ -9,7 +9,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "content_test_support.h"
 #include "fake_http.h"
@@ -24,6 +27,29 @@ inline std::string pattern(size_t n, size_t from = 0) {
   std::string out(n, '\0');
   for (size_t i = 0; i < n; ++i) out[i] = static_cast<char>(((from + i) * 31 + 7) % 251);
   return out;
+}
+
+// Polls until `done` holds (generously bounded); false when it never did.
+template <typename Predicate>
+bool eventually(Predicate done, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+// The names in `folder` (without "." and ".."), in directory order.
+inline std::vector<std::string> entriesOf(const std::string& folder) {
+  std::vector<std::string> names;
+  DIR* dir = opendir(folder.c_str());
+  while (dirent* e = dir != nullptr ? readdir(dir) : nullptr) {
+    const std::string name = e->d_name;
+    if (name != "." && name != "..") names.push_back(name);
+  }
+  if (dir != nullptr) closedir(dir);
+  return names;
 }
 
 inline int openDescriptors() {

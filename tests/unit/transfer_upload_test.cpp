@@ -23,8 +23,12 @@
 #include "server_state.h"
 #include "server_to_handle_file_transfer.h"
 #include "temporary_contents_manager.h"
+#include "transfer_test_support.h"
 
 namespace {
+
+using transfer_test::eventually;
+using transfer_test::pattern;
 
 // The path setters keep what they replace (the owner releases it): the
 // shared folder goes with the stored paths, and the database path the
@@ -39,23 +43,6 @@ using content_test::readFile;
 
 constexpr int kProfile = 1;
 const std::string kPhoto = std::string(DMS_SHARED_DIR) + "/media/photos/canon_eos-d60.jpg";
-
-// Bytes 0..n-1 of a recognisable pattern.
-std::string pattern(size_t n) {
-  std::string out(n, '\0');
-  for (size_t i = 0; i < n; ++i) out[i] = static_cast<char>((i * 31 + 7) % 251);
-  return out;
-}
-
-template <typename Predicate>
-bool eventually(Predicate done, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-  const auto end = std::chrono::steady_clock::now() + limit;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}
 
 class UploadTest : public content_test::EngineTest {
  protected:
@@ -128,16 +115,7 @@ class UploadTest : public content_test::EngineTest {
   static std::string rows(const std::string& sql) {
     return content_test::shell(content_test::dbPath(), sql);
   }
-  static std::vector<std::string> folderEntries() {
-    std::vector<std::string> names;
-    DIR* dir = opendir(uploads().c_str());
-    while (dirent* e = dir != nullptr ? readdir(dir) : nullptr) {
-      const std::string name = e->d_name;
-      if (name != "." && name != "..") names.push_back(name);
-    }
-    if (dir != nullptr) closedir(dir);
-    return names;
-  }
+  static std::vector<std::string> folderEntries() { return transfer_test::entriesOf(uploads()); }
   static bool waiting(const std::string& path) {
     TemporaryContentsManager* temp = TemporaryContentsManager::GetInstance();
     temp->AcquireMutex();
