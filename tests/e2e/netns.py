@@ -94,7 +94,39 @@ class Pair:
             _run("ip", "-n", ns, "link", "set", dev, "up")
             _run("ip", "-n", ns, "route", "add", "224.0.0.0/4", "dev", dev)
 
+    def add_third(self):
+        """A third host behind the client namespace, on a subnet of its own
+        (10.67.N.1 on t0, the client's end c1 is 10.67.N.2), with routes both
+        ways through the client namespace: the server reaches it only by
+        unicast, as a device on another segment would. Returns its address;
+        run commands there with third_cmd."""
+        self.third_ns = self.server_ns.replace("dmsS", "dmsT")
+        octet = self.server_ip.split(".")[2]
+        self.third_ip = "10.67.%s.1" % octet
+        third_peer = "10.67.%s.2" % octet
+        _run("ip", "netns", "add", self.third_ns)
+        _run("ip", "-n", self.third_ns, "link", "add", "t0", "type", "veth", "peer", "name", "c1",
+             "netns", self.client_ns)
+        _run("ip", "netns", "exec", self.third_ns, "sysctl", "-qw",
+             "net.ipv6.conf.all.disable_ipv6=1", "net.ipv6.conf.default.disable_ipv6=1")
+        _run("ip", "-n", self.third_ns, "link", "set", "lo", "up")
+        _run("ip", "-n", self.third_ns, "addr", "add", self.third_ip + "/24", "dev", "t0")
+        _run("ip", "-n", self.third_ns, "link", "set", "t0", "up")
+        _run("ip", "-n", self.client_ns, "addr", "add", third_peer + "/24", "dev", "c1")
+        _run("ip", "-n", self.client_ns, "link", "set", "c1", "up")
+        _run("ip", "netns", "exec", self.client_ns, "sysctl", "-qw", "net.ipv4.ip_forward=1")
+        _run("ip", "-n", self.third_ns, "route", "add", "default", "via", third_peer)
+        _run("ip", "-n", self.server_ns, "route", "add", "10.67.%s.0/24" % octet, "via",
+             self.client_ip)
+        _run("ip", "-n", self.third_ns, "route", "add", "224.0.0.0/4", "dev", "t0")
+        return self.third_ip
+
+    def third_cmd(self, argv):
+        return self._wrap(self.third_ns, argv)
+
     def _down(self):
+        if getattr(self, "third_ns", None):
+            _run("ip", "netns", "del", self.third_ns, check=False)
         for ns in (self.server_ns, self.client_ns):
             _run("ip", "netns", "pids", ns, check=False)
             _run("ip", "netns", "del", ns, check=False)

@@ -359,11 +359,14 @@ class Transfers(LibraryTest):
         self.assertLessEqual(now[1], baseline[1] + 2, (now, baseline))
 
     def test_two_cameras_exchange_a_photo(self):
+        # The other camera is a second dmsd on a host of its own, reached
+        # through the client's namespace.
+        third_ip = self.net.add_third()
         other_media = os.path.join(self.work, "other-media")
         os.makedirs(other_media)
         shutil.copy(os.path.join(e2e_common.MEDIA, SAMPLES["song"][0]), other_media)
-        other = subprocess.Popen(self.net.client_cmd(
-            [e2e_common.DMSD, "--media", other_media, "--interface", self.net.client_if,
+        other = subprocess.Popen(self.net.third_cmd(
+            [e2e_common.DMSD, "--media", other_media, "--interface", "t0",
              "--state", os.path.join(self.work, "other-state"), "--port", "9100",
              "--upnp-port", "49200"]), stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         try:
@@ -372,7 +375,7 @@ class Transfers(LibraryTest):
                     break
             if other.poll() is not None:
                 self.fail("the second dmsd did not start: " + other.stderr.read()[-2000:])
-            other_base = "http://%s:49200" % self.net.client_ip
+            other_base = "http://%s:49200" % third_ip
 
             def other_soap(action, args):
                 saved = self.base
@@ -383,6 +386,7 @@ class Transfers(LibraryTest):
                     type(self).base = saved
 
             object_id, uri = self.created("1", "from the first camera", "photo", soap=other_soap)
+            self.assertTrue(uri.startswith("http://%s:9100/" % third_ip), uri)
             sample = os.path.join(self.media, os.path.basename(SAMPLES["photo"][0]))
             (res_uri,), = self.rows("select uri from ImageTable where FullPath = ?", sample)
             source = "http://%s:%d%s" % (self.net.server_ip, e2e_common.HTTP_PORT, res_uri)
@@ -394,13 +398,33 @@ class Transfers(LibraryTest):
                                                ("Filter", "*"), ("StartingIndex", 0),
                                                ("RequestedCount", 0), ("SortCriteria", "")))
             items = [e for e in ET.fromstring(xml_value(body, "Result"))
-                     if e.get("id") == object_id.replace("DLNA.ORG_AnyContainer", "1")]
+                     if e.get("id") == object_id]
             self.assertEqual(len(items), 1, body[:1000])
             url = next(items[0].iter(DIDL + "res")).text
             self.assertEqual(self.fetched_sha(url), sha256(sample))
         finally:
             other.terminate()
             other.communicate(timeout=30)
+
+    def test_zero_length_export_sends_one_empty_body(self):
+        _, uri = self.created("1", "to be emptied", "photo")
+        photo = os.path.join(self.served, "canon_eos-d60.jpg")
+        tid, code, _ = self.transfer("ImportResource", self.peer_url + "/canon_eos-d60.jpg", uri)
+        self.assertEqual(self.wait_end(tid)[0][0], "COMPLETED")
+        path = self.uploaded_path(uri)
+        (res_uri,), = self.rows("select uri from ImageTable where FullPath = ?", path)
+        os.truncate(path, 0)  # the row stays: its file is now empty
+        received = os.path.join(self.served, "received")
+        before = len(os.listdir(received)) // 2 if os.path.isdir(received) else 0
+        source = "http://%s:%d%s" % (self.net.server_ip, e2e_common.HTTP_PORT, res_uri)
+        tid, code, body = self.transfer("ExportResource", source, self.peer_url + "/empty")
+        self.assertEqual(code, 200, body)
+        self.assertEqual(self.wait_end(tid)[0], ("COMPLETED", 0, 0))
+        with open(os.path.join(received, "%d.json" % (before + 1))) as f:
+            headers = {k.lower(): v for k, v in json.load(f)["headers"].items()}
+        self.assertEqual(headers["content-length"], "0")
+        self.assertEqual(os.path.getsize(os.path.join(received, str(before + 1))), 0)
+        self.assertTrue(os.path.getsize(photo) > 0)
 
 
 if __name__ == "__main__":
