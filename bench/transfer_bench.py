@@ -22,17 +22,12 @@ import xml.etree.ElementTree as ET
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "tests", "e2e"))
+from bench_daemon import DIDL, Bench, cpu_seconds, kib  # noqa: E402
 import e2e_common  # noqa: E402
 import netns  # noqa: E402
-from e2e_common import UPNP_PORT, Daemon, NetworkTest, xml_value  # noqa: E402
+from e2e_common import UPNP_PORT, Daemon, xml_value  # noqa: E402
 
 PEER = os.path.join(HERE, "..", "tests", "e2e", "transfer_peer.py")
-DIDL = ('<DIDL-Lite xmlns="urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/" '
-        'xmlns:dc="http://purl.org/dc/elements/1.1/" '
-        'xmlns:upnp="urn:schemas-upnp-org:metadata-1-0/upnp/">'
-        '<item id="" parentID="DLNA.ORG_AnyContainer" restricted="0"><dc:title>%s</dc:title>'
-        '<upnp:class>object.item.videoItem</upnp:class>'
-        '<res protocolInfo="http-get:*:video/mp4:*"/></item></DIDL-Lite>')
 
 
 class Receiver(http.server.BaseHTTPRequestHandler):
@@ -56,21 +51,6 @@ class Receiver(http.server.BaseHTTPRequestHandler):
         self.send_response(200)
         self.send_header("Content-Length", "0")
         self.end_headers()
-
-
-class Bench(NetworkTest):  # for its soap()
-    pass
-
-
-def cpu_seconds(pid):
-    with open("/proc/%d/stat" % pid) as f:
-        fields = f.read().rpartition(")")[2].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")  # utime + stime
-
-
-def kib(pid, key):
-    with open("/proc/%d/status" % pid) as f:
-        return int(next(l for l in f if l.startswith(key + ":")).split()[1])
 
 
 def soap(action, *args):
