@@ -32,10 +32,13 @@ class ClientInterface {
   // The request body wants its next piece.
   virtual bool SendMoreRequest() = 0;
   // The exchange failed (exception 2) or ended (exception 6) before the
-  // transfer knew its outcome.
-  virtual void ConnectionLost() = 0;
-  // Stops the transfer with `status` (STOPPED on request).
-  virtual bool StopTransfer(NUVCDSWL_FILETRANSFER_STATUS status) = 0;
+  // transfer knew its outcome: it ends as ERROR.
+  void ConnectionLost() { end(NUVCDSWL_FILETRANSFER_ERROR); }
+  // Stops the transfer with `status` (STOPPED on request); true.
+  virtual bool StopTransfer(NUVCDSWL_FILETRANSFER_STATUS status) {
+    end(status);
+    return true;
+  }
   virtual bool GetTransferProgress(NUVCDSWL_FILETRANSFER_STATUS* status, unsigned long long* length,
                                    unsigned long long* total) = 0;
 
@@ -47,6 +50,9 @@ class ClientInterface {
   ClientInterface(unsigned int transferID, int profile, int connection)
       : transferID_(transferID), profile_(profile), connection_(connection) {}
 
+  // Ends the transfer with `status` unless it has ended already: its
+  // profile stopped and its removal scheduled. Called without mutex_.
+  virtual void end(NUVCDSWL_FILETRANSFER_STATUS status) = 0;
   // Stops the profile once (the stack's end of this transfer); call it
   // without holding mutex_.
   void stopProfile();

@@ -180,13 +180,6 @@ void GETClientForFileTransfer::end(NUVCDSWL_FILETRANSFER_STATUS status) {
   startAutoDestroy();
 }
 
-void GETClientForFileTransfer::ConnectionLost() { end(NUVCDSWL_FILETRANSFER_ERROR); }
-
-bool GETClientForFileTransfer::StopTransfer(NUVCDSWL_FILETRANSFER_STATUS status) {
-  end(status);
-  return true;
-}
-
 bool GETClientForFileTransfer::GetTransferProgress(NUVCDSWL_FILETRANSFER_STATUS* status,
                                                    unsigned long long* length,
                                                    unsigned long long* total) {

@@ -31,8 +31,6 @@ class GETClientForFileTransfer : public ClientInterface {
   bool RecvResponseHeader(stNUVAppList* headerList) override;
   bool HandlePayLoad(char* data, int length, bool last) override;
   bool SendMoreRequest() override { return false; }
-  void ConnectionLost() override;
-  bool StopTransfer(NUVCDSWL_FILETRANSFER_STATUS status) override;
   bool GetTransferProgress(NUVCDSWL_FILETRANSFER_STATUS* status, unsigned long long* length,
                            unsigned long long* total) override;
 
@@ -45,9 +43,7 @@ class GETClientForFileTransfer : public ClientInterface {
   void RestartTempContManagerTimer();
   void RemoveFile();
   bool DownloadCompleteRegisterContent();
-  // Ends the transfer with `status` unless it has ended: partial file
-  // removed, profile stopped, removal scheduled. Called without mutex_.
-  void end(NUVCDSWL_FILETRANSFER_STATUS status);
+  void end(NUVCDSWL_FILETRANSFER_STATUS status) override;
   void onTransactionTimeout(unsigned long timer);
 
   std::string source_;

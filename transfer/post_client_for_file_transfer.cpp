@@ -206,13 +206,6 @@ void POSTClientForFileTransfer::end(NUVCDSWL_FILETRANSFER_STATUS status) {
   startAutoDestroy();
 }
 
-void POSTClientForFileTransfer::ConnectionLost() { end(NUVCDSWL_FILETRANSFER_ERROR); }
-
-bool POSTClientForFileTransfer::StopTransfer(NUVCDSWL_FILETRANSFER_STATUS status) {
-  end(status);
-  return true;
-}
-
 bool POSTClientForFileTransfer::GetTransferProgress(NUVCDSWL_FILETRANSFER_STATUS* status,
                                                     unsigned long long* length,
                                                     unsigned long long* total) {

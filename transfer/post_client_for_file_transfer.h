@@ -29,8 +29,6 @@ class POSTClientForFileTransfer : public ClientInterface {
   bool RecvResponseHeader(stNUVAppList* headerList) override;
   bool HandlePayLoad(char* data, int length, bool last) override;
   bool SendMoreRequest() override;
-  void ConnectionLost() override;
-  bool StopTransfer(NUVCDSWL_FILETRANSFER_STATUS status) override;
   bool GetTransferProgress(NUVCDSWL_FILETRANSFER_STATUS* status, unsigned long long* length,
                            unsigned long long* total) override;
 
@@ -43,7 +41,7 @@ class POSTClientForFileTransfer : public ClientInterface {
   stNUVAppList* BuildAdditionalHeaders();
   // Reads the next piece into buffer_; its length, 0 at the end, -1 on error.
   long FormPacket(bool* last);
-  void end(NUVCDSWL_FILETRANSFER_STATUS status);
+  void end(NUVCDSWL_FILETRANSFER_STATUS status) override;
 
   std::string source_;
   std::string destination_;

@@ -44,14 +44,6 @@ using content_test::scratchPath;
 const std::string kPhoto = std::string(DMS_SHARED_DIR) + "/media/photos/canon_eos-d60.jpg";
 const std::string kImportURI = "http://192.168.1.10:9000/upload/in.jpg";
 
-// A sparse file of `size` bytes (no disk space used).
-bool sparseFile(const std::string& path, long long size) {
-  FILE* f = fopen(path.c_str(), "wb");
-  if (f == nullptr) return false;
-  const bool ok = ftruncate(fileno(f), static_cast<off_t>(size)) == 0;
-  return fclose(f) == 0 && ok;
-}
-
 class ClientTransfer : public content_test::EngineTest {
  protected:
   void SetUp() override {
@@ -357,7 +349,7 @@ TEST_F(Export, RefusalByTheReceiverIsAnError) {
 
 TEST_F(Export, SizesAbove4GiBAreReportedWhole) {
   const std::string path = scratchPath("huge.mp4");
-  ASSERT_TRUE(sparseFile(path, (5LL << 30) + 1));
+  ASSERT_TRUE(transfer_test::makeSparseFile(path, (5LL << 30) + 1, 0, ""));
   registered(path);
   ASSERT_TRUE(startTransfer(NUV_HTTP_POST, "http://h:9000/media/1.jpg", "http://10.0.0.2/in", 11));
   FakeHttp::instance().transferBytes = (5LL << 30) + 7;
@@ -458,7 +450,7 @@ TEST_F(ResourceActions, ImportAnswersItsTransferIdAndReportsProgress) {
 
 TEST_F(ResourceActions, ExportRefusalsAndProgressWrappedTo32Bits) {
   const std::string path = scratchPath("huge.mp4");
-  ASSERT_TRUE(sparseFile(path, (5LL << 30) + 1));
+  ASSERT_TRUE(transfer_test::makeSparseFile(path, (5LL << 30) + 1, 0, ""));
   registered(path);
   engine();
   EXPECT_EQ(run("ExportResource", {{"SourceURI", "nourl"}, {"DestinationURI", "http://b/2"}}),
