@@ -5,13 +5,17 @@
 // DMSAppInitialize and DMSAppStart. Shutdown: DMSAppStop, the timer thread,
 // DMSAppTerminate.
 #include <signal.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "access_console.h"
 #include "dms_camera.h"
+#include "dms_camera_host.h"
 #include "dms_media_registration.h"
 #include "dms_platform.h"
 #include "dms_server.h"
@@ -41,11 +45,29 @@ struct StatePaths {
   std::string thumbnails;
   std::string uploads;
   std::string descriptions;
+  std::string lastPhoto;  // the small image of the last photo (a camera's "/b")
 };
 
 StatePaths statePaths(const DaemonOptions& o) {
   return {o.stateDir + "/media.db", o.stateDir + "/thumbnails", o.uploadDir,
-          o.stateDir + "/description"};
+          o.stateDir + "/description", o.stateDir + "/b"};
+}
+
+// The newest photo registered becomes the live view's last photo (files
+// that are not JPEG photos are turned down by the camera side).
+void photoRegistered(const char* path) { DmsLiveViewPhotoRegistered(path); }
+
+bool startLiveView(const DaemonOptions& o, const StatePaths& paths) {
+  if (mkdir(paths.lastPhoto.c_str(), 0755) != 0 && errno != EEXIST) {
+    fprintf(stderr, "dmsd: cannot create %s: %s\n", paths.lastPhoto.c_str(), strerror(errno));
+    return false;
+  }
+  char error[256] = {0};
+  if (DmsLiveViewSetSource(o.liveView.c_str(), error, sizeof(error)) != 0) {
+    fprintf(stderr, "dmsd: live view: %s\n", error);
+    return false;
+  }
+  return true;
 }
 
 // The stack's configuration store carries what the library reads by key.
@@ -56,6 +78,7 @@ void configureStack(const DaemonOptions& o, const StatePaths& paths) {
   NUVSetConfiguration("SUBSTITUTE-PICTURE-DIR", DMS_PICTURES_DIR);
   NUVSetConfiguration("THUMBNAIL-CACHE-DIR", paths.thumbnails.c_str());
   NUVSetConfiguration("MAX-UPLOAD-SIZE", std::to_string(o.maxUploadBytes).c_str());
+  NUVSetConfiguration("LAST-PHOTO-DIR", paths.lastPhoto.c_str());
   // Certification mode picks the scan (off: the DCF layout) and turns off the
   // listing caches, which are filled once at start: with every file of the
   // folder served and registered while running, listings must come from the
@@ -134,6 +157,7 @@ int main(int argc, char** argv) {
 
   const StatePaths paths = statePaths(options);
   configureStack(options, paths);
+  if (!startLiveView(options, paths)) return kExitStartup;
   // The camera layout's listings are read into memory when the server
   // starts, so that scan comes first; otherwise the server starts at once and
   // the scan runs beside it.
@@ -169,6 +193,7 @@ int main(int argc, char** argv) {
   StartAccessConsole();
   DMSSetThumbnailRenderers(ASLWifi_getMovieThumbBuffer, ASLWifi_getJpegThumbBuffer);
   DMSSetThumbnailRemover(ASLWifi_removeThumbBuffers);
+  DMSSetRegistrationObserver(photoRegistered);
 
   char* description = NUVDMSGetDescriptionURLMA(connectionID);
   printf("dmsd: serving %s as \"[Camera]%s\"; access: %s\n", options.media.c_str(),
@@ -177,6 +202,10 @@ int main(int argc, char** argv) {
          description != nullptr ? description : "(unknown)", options.port,
          options.stateDir.c_str());
   printf("dmsd: uploads go to %s\n", options.uploadDir.c_str());
+  if (!options.liveView.empty()) {
+    printf("dmsd: live view from %s at /livestream.avi and /qvga_livestream.avi\n",
+           options.liveView.c_str());
+  }
   printf("dmsd: running; stop with Ctrl-C or SIGTERM\n");
   fflush(stdout);
   DMSAppMemFree(description);
@@ -193,6 +222,8 @@ int main(int argc, char** argv) {
   fflush(stdout);
   StopMediaWatch();
   StopAccessConsole();
+  DMSSetRegistrationObserver(nullptr);
+  DmsLiveViewShutdown();
   DMSAppStop();
   DMSAppStopTimerThread();
   DMSAppTerminate();

@@ -42,6 +42,14 @@ const char kUsage[] =
     "                        Larger uploads, and uploads larger than the free\n"
     "                        space, are refused with HTTP 413 before any byte is\n"
     "                        written\n"
+    "  -L, --live-view SOURCE\n"
+    "                        serve a live view at /livestream.avi (640x480) and\n"
+    "                        /qvga_livestream.avi (320x240), as an AVI of JPEG\n"
+    "                        pictures at up to 30 per second, from SOURCE: a\n"
+    "                        V4L2 camera (/dev/videoN; MJPEG or YUYV), a video\n"
+    "                        file (played in a loop at its own pace) or 'test'\n"
+    "                        (a moving picture with the time on it). Without it\n"
+    "                        those URLs answer 503. One stream at a time\n"
     "  -n, --name NAME       model name; the device is announced as\n"
     "                        \"[Camera]NAME\" (default dmsd)\n"
     "  -A, --access POLICY   which players may browse and stream:\n"
@@ -57,7 +65,8 @@ const char kUsage[] =
     "  -c, --config FILE     read options from FILE: one \"key = value\" per\n"
     "                        line with the long option names as keys (media,\n"
     "                        address, interface, port, upnp-port, state,\n"
-    "                        upload-dir, max-upload-size, name, access, allow,\n"
+    "                        upload-dir, max-upload-size, live-view, name,\n"
+    "                        access, allow,\n"
     "                        verbose; dcf and watch take yes or no); '#' starts\n"
     "                        a comment.\n"
     "                        Command-line options win. SIGHUP re-reads the\n"
@@ -100,6 +109,12 @@ const char kUsage[] =
     "seconds is removed again; an upload that stalls for 40 seconds is abandoned\n"
     "and its partial file deleted. POSTs to anything but a created item are\n"
     "refused (403).\n"
+    "\n"
+    "Live view: with --live-view, GET /livestream.avi or /qvga_livestream.avi on\n"
+    "the streaming port plays the live picture (e.g. vlc, ffplay or mpv with\n"
+    "http://ADDRESS:PORT/livestream.avi). The newest photo registered while dmsd\n"
+    "runs is the 'last photo': its screennail (else its EXIF thumbnail) is\n"
+    "served at /NAME_SM, e.g. /DSC00042.JPG_SM, from a copy kept in STATE/b.\n"
     "\n"
     "Signals: SIGINT and SIGTERM stop the server cleanly; SIGHUP re-reads the\n"
     "access settings of the config file; SIGUSR1 rescans the media folder.\n"
@@ -179,6 +194,8 @@ std::string apply(const std::string& key, const std::string& value, const std::s
   } else if (key == "max-upload-size") {
     if (!parseSize(value, &o->maxUploadBytes))
       return where + ": max-upload-size must be a number of bytes, optionally with K, M or G";
+  } else if (key == "live-view") {
+    o->liveView = value;
   } else if (key == "name") {
     o->name = value;
   } else if (key == "dcf" || key == "watch") {
@@ -223,16 +240,24 @@ struct Flag {
   const char* key;  // null: no value
 };
 
-const Flag kFlags[] = {
-    {"-m", "--media", "media"},           {"-a", "--address", "address"},
-    {"-i", "--interface", "interface"},   {"-p", "--port", "port"},
-    {"-s", "--state", "state"},           {"-n", "--name", "name"},
-    {"-u", "--upnp-port", "upnp-port"},   {"-A", "--access", "access"},
-    {"-U", "--upload-dir", "upload-dir"}, {nullptr, "--max-upload-size", "max-upload-size"},
-    {"-l", "--allow", "allow"},           {"-c", "--config", "config"},
-    {"-v", "--verbose", nullptr},         {"-h", "--help", nullptr},
-    {nullptr, "--dcf", nullptr},          {nullptr, "--no-watch", nullptr},
-    {nullptr, "--version", nullptr}};
+const Flag kFlags[] = {{"-m", "--media", "media"},
+                       {"-a", "--address", "address"},
+                       {"-i", "--interface", "interface"},
+                       {"-p", "--port", "port"},
+                       {"-s", "--state", "state"},
+                       {"-n", "--name", "name"},
+                       {"-u", "--upnp-port", "upnp-port"},
+                       {"-A", "--access", "access"},
+                       {"-U", "--upload-dir", "upload-dir"},
+                       {nullptr, "--max-upload-size", "max-upload-size"},
+                       {"-l", "--allow", "allow"},
+                       {"-c", "--config", "config"},
+                       {"-L", "--live-view", "live-view"},
+                       {"-v", "--verbose", nullptr},
+                       {"-h", "--help", nullptr},
+                       {nullptr, "--dcf", nullptr},
+                       {nullptr, "--no-watch", nullptr},
+                       {nullptr, "--version", nullptr}};
 
 std::string defaultStateDir() {
   const char* xdg = getenv("XDG_DATA_HOME");

@@ -16,6 +16,7 @@ struct DaemonOptions {
   std::string stateDir;                   // database, thumbnails, uploads, descriptions
   std::string uploadDir;                  // where uploaded files go (default STATE/uploads)
   unsigned long long maxUploadBytes = 0;  // largest upload accepted, 0 for no limit
+  std::string liveView;                   // live-view source: "test", /dev/videoN, a file
   std::string name;                       // model name announced as "[Camera]NAME"
   std::string configFile;
   int verbosity = 0;  // 0 errors, 1 +information, 2 +SOAP dumps

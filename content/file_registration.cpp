@@ -1,6 +1,7 @@
 // The registration layer's entry points over DirectoryScanner: the full scan
 // of the shared media folder and the registration of single files, each
 // followed by its announcement.
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -49,6 +50,8 @@ class ScannerHold {
   DirectoryScanner* scanner_;
 };
 
+std::atomic<DMSRegistrationObserver> gRegistrationObserver{nullptr};
+
 NUVScanProgressCallback gProgress = nullptr;
 void* gProgressContext = nullptr;
 
@@ -91,6 +94,8 @@ int registerOne(int stackHandle, const char* filePath, const char* objectID, int
   }
   announceContentChange(stackHandle, container);
   *result = 0;
+  DMSRegistrationObserver observer = gRegistrationObserver.load();
+  if (observer != nullptr) observer(filePath);
   return container;
 }
 
@@ -170,6 +175,10 @@ extern "C" int NUVUtilScanFolder(const char* root, const char* dbPath, int dcf) 
   int rc = dcf != 0 ? scanner.get()->scanDcf(root, dbPath, &changed)
                     : scanner.get()->ScanDir(root, dbPath, &changed);
   return rc == 0 ? 0 : 2;
+}
+
+extern "C" void DMSSetRegistrationObserver(DMSRegistrationObserver observer) {
+  gRegistrationObserver.store(observer);
 }
 
 extern "C" int NUVUtilAddFileToDb(int stackHandle, const char* filePath) {

@@ -65,6 +65,12 @@ void DMSSetThumbnailRenderers(DMSThumbnailRenderer movie, DMSThumbnailRenderer p
  * nothing to forget. */
 typedef int (*DMSThumbnailRemover)(const char* path);
 void DMSSetThumbnailRemover(DMSThumbnailRemover remover);
+/* Told of every file registered one by one (NUVUtilAddFileToDb,
+ * NUVUtilUpdateFileInfoInDb: a file that appeared, an upload, an import),
+ * after its registration and on the registering thread; a full scan tells
+ * nothing. NULL: nobody is told. */
+typedef void (*DMSRegistrationObserver)(const char* path);
+void DMSSetRegistrationObserver(DMSRegistrationObserver observer);
 
 #ifdef __cplusplus
 }

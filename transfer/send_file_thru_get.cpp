@@ -12,6 +12,7 @@
 #include "dms_list.h"
 #include "dms_platform.h"
 #include "dms_string.h"
+#include "error_response.h"
 #include "multimedia_db_connector.h"
 #include "nuv_log.h"
 #include "range_header.h"
@@ -291,15 +292,7 @@ void SendFileThruGet::__ShiftIntoThumbnail() {
 FILE* SendFileThruGet::__GetFileFD() { return DMSAppOpenFile(path_.c_str(), DMSAPP_FILE_READ); }
 
 void SendFileThruGet::__HTTPSendErrorResponse(int code) {
-  auto* response = static_cast<NUVHTTPResponseHeaderInfo*>(
-      DMSAppMemCallocMA(1, sizeof(NUVHTTPResponseHeaderInfo)));
-  if (response != nullptr) {
-    response->statusCode = code;
-    response->http11 = 1;
-    __AddConnectionResponseHeader(response);
-    NUVHTTPSendResponse(profile_, connection_, response, 1);
-    FreeResponseHeader(response);
-  }
+  dms_transfer::SendErrorResponse(profile_, connection_, code);
   __CloseFile();
 }
 

@@ -223,8 +223,12 @@ int ServerToHandleFileTransfer::RemoveInstanceFromList(int connection) {
               "Connection ID [%d]",
               connection);
     TransferInstanceList->DeleteItem(found);
-    freeEntry(found);
   }
+  // Deleted outside the lock: no call can reach the handler once it is off
+  // the list (calls run with the lock held), and a handler may take a moment
+  // to wind down (the live view joins its sender thread) without holding
+  // every other transfer up.
+  freeEntry(found);
   return 1;
 }
 

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "dms_mutex.h"
+#include "handler_factories.h"
 #include "nuv_log.h"
-#include "pending_handlers.h"
 #include "send_file_thru_get.h"
 #include "server_to_handle_file_transfer.h"
 

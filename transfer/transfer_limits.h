@@ -47,6 +47,24 @@ constexpr unsigned long kClientTransactionTimeoutMs = 30000;
 // speed of a plain client while memory stays at one piece.
 constexpr size_t kExportPieceBytes = 64 * 1024;
 
+// The live view's small image goes out in one piece of at most this size
+// (1.5 MiB and a terminating byte).
+constexpr size_t kLiveViewPhotoBufferBytes = 1572865;
+
+// The stream's header frame is recognised by its size alone.
+constexpr long long kLiveViewHeaderFrameBytes = 224;
+
+// How long the live-view handler waits for the producer to apply a quality
+// change, to stop, or to announce a small image before it gives up (the
+// wait's error line names ETIMEDOUT). A camera answers within milliseconds;
+// without a bound a producer that never answers would hold the request for
+// ever.
+constexpr unsigned long kLiveViewProducerWaitMs = 5000;
+
+// Waits on the producer's semaphores are cut into slices this long so that
+// a handler being deleted (its connection closed) is never kept waiting.
+constexpr unsigned long kLiveViewWaitSliceMs = 50;
+
 }  // namespace dms_transfer
 
 #endif  // DMS_TRANSFER_TRANSFER_LIMITS_H

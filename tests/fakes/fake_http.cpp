@@ -331,6 +331,7 @@ int NUVHTTPSendPacket(int profile, int connection, const char* buffer, int lengt
   p.connection = connection;
   if (buffer != nullptr && length > 0) p.data.assign(buffer, static_cast<size_t>(length));
   p.last = last != 0;
+  p.source = buffer;
   fake.addPacket(std::move(p));
   return fake.sendPacketResult;
 }

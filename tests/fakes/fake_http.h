@@ -44,6 +44,7 @@ struct FakeHttpPacket {
   int connection = 0;
   std::string data;
   bool last = false;
+  const char* source = nullptr;  // the sender's buffer (compared, never read)
 };
 
 // One request a client profile sent (NUVHTTPSendRequest).

@@ -29,3 +29,7 @@ target_include_directories(stack_http_connection_test PRIVATE ${PROJECT_SOURCE_D
 dms_stack_unit_test(stack_http_client_test)
 target_include_directories(stack_http_client_test PRIVATE ${PROJECT_SOURCE_DIR}/stack/http)
 target_include_directories(transfer_upload_test PRIVATE ${PROJECT_SOURCE_DIR}/server)
+
+# The live view against a fake producer.
+dms_unit_test(transfer_live_view_test)
+dms_unit_test(transfer_image_codec_test)

@@ -1,7 +1,9 @@
 // ServerToHandleFileTransfer: starting and stopping the HTTP profiles, the
 // routing of requests to handlers by method and URL, the registry and its
 // removals, and the notifications of the stack.
+#include "fake_live_view.h"
 #include "log_capture.h"
+#include "rvf_streaming_thru_get.h"
 #include "server_to_handle_file_transfer.h"
 #include "transfer_test_support.h"
 
@@ -180,17 +182,32 @@ TEST_F(TransferServer, PostGoesToAnUploadHandlerThatRefusesWithoutCreatedObject)
 }
 
 TEST_F(TransferServer, LiveStreamWithGetGoesToTheLiveViewButWithHeadToTheDownload) {
+  FakeLiveView::instance().reset();
+  FakeLiveView::instance().startResult = false;  // answered 503 at once
+  RVFStreamingThruGet::SetStartSettleMsForTest(0);
   ASSERT_EQ(start(5), 0);
-  for (const char* target : {"/livestream.avi", "/qvga_livestream.avi", "/_SM"}) {
-    FakeHttp::instance().deliverRequest(1, 11, NUV_HTTP_GET, target);
-    EXPECT_TRUE(FakeHttp::instance().responses().empty()) << target << ": live view, not built";
+  int connection = 11;
+  size_t answered = 0;
+  // The photo's small image does not exist here: 503 as well.
+  for (const char* target : {"/livestream.avi", "/qvga_livestream.avi", "/111.jpg_SM"}) {
+    FakeHttp::instance().deliverRequest(1, connection, NUV_HTTP_GET, target);
+    ++answered;
+    ASSERT_TRUE(transfer_test::eventually([&] {
+      return FakeHttp::instance().responses().size() == answered;
+    })) << target;
+    EXPECT_EQ(FakeHttp::instance().responses().back().status, 503) << target;
+    EXPECT_EQ(server_->InstanceCount(), 1) << target;
+    FakeHttp::instance().raiseException(1, connection++, NUV_HTTP_EXCEPTION_SOCKET_CLOSED);
   }
+  EXPECT_EQ(FakeLiveView::instance().count("mpeg_start"), 2u);
   EXPECT_EQ(server_->InstanceCount(), 0);
   FakeHttp::instance().deliverRequest(1, 12, NUV_HTTP_HEAD, "/livestream.avi");
-  ASSERT_EQ(FakeHttp::instance().responses().size(), 1u) << "HEAD is a download";
-  EXPECT_EQ(FakeHttp::instance().responses()[0].status, 400) << "not in the database";
+  ASSERT_EQ(FakeHttp::instance().responses().size(), answered + 1) << "HEAD is a download";
+  EXPECT_EQ(FakeHttp::instance().responses().back().status, 400) << "not in the database";
+  EXPECT_EQ(FakeLiveView::instance().count("mpeg_start"), 2u);
   EXPECT_EQ(server_->InstanceCount(), 1);
   EXPECT_EQ(FakeHttp::instance().unreleasedRequests(), 0);
+  RVFStreamingThruGet::SetStartSettleMsForTest(1000);
 }
 
 TEST_F(TransferServer, SocketClosedForAnUnknownConnectionLeavesTheRegistryAlone) {
