@@ -8,10 +8,10 @@
 
 #include "dms_camera_host.h"
 #include "dms_live_view.h"
-#include "dms_live_view_server.h"
 #include "last_photo.h"
 #include "live_view_producer.h"
 #include "nuv_log.h"
+#include "server_hooks.h"
 
 namespace {
 
@@ -79,7 +79,7 @@ extern "C" bool CDSRVF_req_ScreenNailInfo(const char* name) {
     long size = 0;
     if (name == nullptr || !dms_camera::LastPhoto::instance().SmallImage(name, &offset, &size))
       return false;
-    DMSLiveViewSetSNInfo(offset, size);
+    dms_camera::serverSetSNInfo(offset, size);
     if (g_RVFsemSNInfo != nullptr) sem_post(g_RVFsemSNInfo);
     return true;
   } catch (...) {

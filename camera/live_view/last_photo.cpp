@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "dms_camera.h"
-#include "dms_live_view_server.h"
 #include "nuv_config.h"
 #include "nuv_log.h"
+#include "server_hooks.h"
 
 namespace dms_camera {
 
@@ -82,7 +82,7 @@ bool LastPhoto::Taken(const std::string& path) {
               folder.c_str());
     return false;
   }
-  if (DMSLiveViewSetLastTakenPhotoName(name.c_str()) != 0) return false;
+  if (serverSetLastTakenPhotoName(name.c_str()) != 0) return false;
   std::lock_guard<std::mutex> lock(mutex_);
   if (!name_.empty() && (name_ != name || folder_ != folder))
     unlink((folder_ + "/" + name_ + "_SM").c_str());

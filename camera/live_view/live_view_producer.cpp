@@ -7,8 +7,8 @@
 
 #include "avi_stream.h"
 #include "dms_live_view.h"
-#include "dms_live_view_server.h"
 #include "nuv_log.h"
+#include "server_hooks.h"
 
 namespace dms_camera {
 
@@ -127,7 +127,7 @@ bool LiveViewProducer::StopAsked() const {
 }
 
 void LiveViewProducer::Hand(const unsigned char* frame, size_t size) {
-  DMSLiveViewSetBufferPtr(const_cast<unsigned char*>(frame), static_cast<long long>(size));
+  serverSetBufferPtr(const_cast<unsigned char*>(frame), static_cast<long long>(size));
   if (g_RVFsemBufferReady4Read != nullptr) sem_post(g_RVFsemBufferReady4Read);
 }
 
@@ -154,7 +154,7 @@ void LiveViewProducer::Run(std::unique_ptr<FrameSource> source, FrameSize size) 
   int current = 0;
   for (;;) {
     if (StopAsked()) break;
-    if (DMSLiveViewIsPaused()) {
+    if (serverIsPaused()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(kSliceMs));
       continue;
     }
@@ -176,7 +176,7 @@ void LiveViewProducer::Run(std::unique_ptr<FrameSource> source, FrameSize size) 
 }
 
 void LiveViewProducer::Ended() {
-  DMSLiveViewSetBufferPtr(nullptr, 0);
+  serverSetBufferPtr(nullptr, 0);
   std::lock_guard<std::mutex> lock(mutex_);
   const bool asked = stopAsked_;
   threadAlive_ = false;

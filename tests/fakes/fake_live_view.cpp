@@ -4,11 +4,8 @@
 #include "dms_live_view.h"
 #include "dms_live_view_server.h"
 
-sem_t* g_RVFsemBufferReady4Read = nullptr;
-sem_t* g_RVFsemBufferReadComplete = nullptr;
-sem_t* g_RVFsemSNInfo = nullptr;
-sem_t* g_RVFsemStreamQuality = nullptr;
-sem_t* gMpegStopedSemaphore = nullptr;
+// The semaphore pointers are the camera library's own (libdms needs it): the
+// fake points them at its semaphores rather than defining a second set.
 
 FakeLiveView& FakeLiveView::instance() {
   static FakeLiveView fake;

@@ -9,7 +9,7 @@ foreach(scanner_test_name
     scanner_rows_test
     scanner_rescan_test
     registration_test)
-  dms_unit_test(${scanner_test_name})
+  dms_unit_test(${scanner_test_name} REAL_CAMERA)
   target_link_libraries(${scanner_test_name} PRIVATE dmsscanner dmscamera)
   target_compile_definitions(${scanner_test_name} PRIVATE
     DMS_SHARED_MEDIA_DIR="${DMS_SHARED_MEDIA_DIR}")

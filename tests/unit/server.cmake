@@ -13,6 +13,6 @@ endforeach()
 
 # The layer's exported interface, called from C.
 add_executable(server_exported_c_test unit/server_exported_c_test.c)
-target_link_libraries(server_exported_c_test PRIVATE dms dmsfakes)
+target_link_libraries(server_exported_c_test PRIVATE dms dmsfakes dmsfakes_live_view)
 add_test(NAME ServerExportedC.CallsFromC COMMAND server_exported_c_test)
 set_tests_properties(ServerExportedC.CallsFromC PROPERTIES LABELS unit)
