@@ -5,13 +5,10 @@
 #ifndef DMS_CAMERA_LIVE_VIEW_VIDEO_DECODER_H
 #define DMS_CAMERA_LIVE_VIEW_VIDEO_DECODER_H
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-}
-
 #include <memory>
 #include <string>
+
+#include "ffmpeg_handles.h"
 
 namespace dms_camera {
 
@@ -36,29 +33,16 @@ class VideoDecoder {
   AVRational sampleAspect(const AVFrame& picture) const;
 
  private:
-  struct InputCloser {
-    void operator()(AVFormatContext* c) const { avformat_close_input(&c); }
-  };
-  struct CodecFree {
-    void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
-  };
-  struct FrameFree {
-    void operator()(AVFrame* f) const { av_frame_free(&f); }
-  };
-  struct PacketFree {
-    void operator()(AVPacket* p) const { av_packet_free(&p); }
-  };
-
   VideoDecoder() = default;
   bool openStream(std::string* error);
   Result fail(const char* what, int rc, std::string* error) const;
   void noteError(int rc);
 
   std::string path_;
-  std::unique_ptr<AVFormatContext, InputCloser> input_;
-  std::unique_ptr<AVCodecContext, CodecFree> codec_;
-  std::unique_ptr<AVFrame, FrameFree> frame_;
-  std::unique_ptr<AVPacket, PacketFree> packet_;
+  dms_ffmpeg::Input input_;
+  dms_ffmpeg::Codec codec_;
+  dms_ffmpeg::Frame frame_;
+  dms_ffmpeg::Packet packet_;
   AVStream* stream_ = nullptr;  // owned by input_
   bool draining_ = false;
   int packetsWithoutPicture_ = 0;

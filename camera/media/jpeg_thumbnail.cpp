@@ -9,6 +9,7 @@ extern "C" {
 #include <memory>
 
 #include "dms_camera.h"
+#include "ffmpeg_handles.h"
 #include "picture_codec.h"
 
 namespace camera_thumb {
@@ -22,15 +23,11 @@ struct TjDeleter {
 };
 using TjHandle = std::unique_ptr<void, TjDeleter>;
 
-struct SwsDeleter {
-  void operator()(SwsContext* c) const { sws_freeContext(c); }
-};
-
 // Scales packed RGB24 to `w` x `h` packed RGB24.
 bool scaleRgb(const unsigned char* src, int srcW, int srcH, int w, int h,
               std::vector<unsigned char>* out) {
-  std::unique_ptr<SwsContext, SwsDeleter> sws(sws_getContext(
-      srcW, srcH, AV_PIX_FMT_RGB24, w, h, AV_PIX_FMT_RGB24, SWS_AREA, nullptr, nullptr, nullptr));
+  dms_ffmpeg::Scaler sws(sws_getContext(srcW, srcH, AV_PIX_FMT_RGB24, w, h, AV_PIX_FMT_RGB24,
+                                        SWS_AREA, nullptr, nullptr, nullptr));
   if (sws == nullptr) return false;
   out->resize(static_cast<size_t>(w) * h * 3);
   const uint8_t* srcPlanes[1] = {src};

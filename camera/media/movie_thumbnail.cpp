@@ -9,6 +9,7 @@ extern "C" {
 #include <memory>
 
 #include "dms_camera.h"
+#include "ffmpeg_handles.h"
 #include "picture_codec.h"
 
 namespace camera_thumb {
@@ -18,25 +19,9 @@ namespace {
 constexpr int64_t kLatestSeek = 5 * AV_TIME_BASE;
 constexpr int kMaxPackets = 600;  // bound on packets read for one frame
 
-struct InputCloser {
-  void operator()(AVFormatContext* c) const { avformat_close_input(&c); }
-};
-struct CodecFree {
-  void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
-};
-struct FrameFree {
-  void operator()(AVFrame* f) const { av_frame_free(&f); }
-};
-struct PacketFree {
-  void operator()(AVPacket* p) const { av_packet_free(&p); }
-};
-struct SwsDeleter {
-  void operator()(SwsContext* c) const { sws_freeContext(c); }
-};
-
 // Decodes the first frame at or after the current read position.
 bool decodeOneFrame(AVFormatContext* input, int stream, AVCodecContext* codec, AVFrame* frame) {
-  std::unique_ptr<AVPacket, PacketFree> packet(av_packet_alloc());
+  dms_ffmpeg::Packet packet(av_packet_alloc());
   if (packet == nullptr) return false;
   for (int n = 0; n < kMaxPackets; ++n) {
     int rc = av_read_frame(input, packet.get());
@@ -59,12 +44,12 @@ bool decodeOneFrame(AVFormatContext* input, int stream, AVCodecContext* codec, A
 bool renderMovieThumbnail(const char* path, std::vector<unsigned char>* jpeg) {
   AVFormatContext* raw = nullptr;
   if (avformat_open_input(&raw, path, nullptr, nullptr) != 0) return false;
-  std::unique_ptr<AVFormatContext, InputCloser> input(raw);
+  dms_ffmpeg::Input input(raw);
   if (avformat_find_stream_info(input.get(), nullptr) < 0) return false;
   const AVCodec* decoder = nullptr;
   int stream = av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
   if (stream < 0 || decoder == nullptr) return false;
-  std::unique_ptr<AVCodecContext, CodecFree> codec(avcodec_alloc_context3(decoder));
+  dms_ffmpeg::Codec codec(avcodec_alloc_context3(decoder));
   if (codec == nullptr ||
       avcodec_parameters_to_context(codec.get(), input->streams[stream]->codecpar) < 0) {
     return false;
@@ -72,7 +57,7 @@ bool renderMovieThumbnail(const char* path, std::vector<unsigned char>* jpeg) {
   codec->thread_count = 1;
   if (avcodec_open2(codec.get(), decoder, nullptr) < 0) return false;
 
-  std::unique_ptr<AVFrame, FrameFree> frame(av_frame_alloc());
+  dms_ffmpeg::Frame frame(av_frame_alloc());
   if (frame == nullptr) return false;
   int64_t duration = input->duration > 0 ? input->duration : 0;
   int64_t target = duration / 10 < kLatestSeek ? duration / 10 : kLatestSeek;
@@ -92,9 +77,9 @@ bool renderMovieThumbnail(const char* path, std::vector<unsigned char>* jpeg) {
   int w = 0;
   int h = 0;
   ASLWifi_thumbSize(frame->width, frame->height, &w, &h);
-  std::unique_ptr<SwsContext, SwsDeleter> sws(
-      sws_getContext(frame->width, frame->height, static_cast<AVPixelFormat>(frame->format), w, h,
-                     AV_PIX_FMT_RGB24, SWS_AREA, nullptr, nullptr, nullptr));
+  dms_ffmpeg::Scaler sws(sws_getContext(frame->width, frame->height,
+                                        static_cast<AVPixelFormat>(frame->format), w, h,
+                                        AV_PIX_FMT_RGB24, SWS_AREA, nullptr, nullptr, nullptr));
   if (sws == nullptr) return false;
   std::vector<unsigned char> rgb(static_cast<size_t>(w) * h * 3);
   uint8_t* planes[1] = {rgb.data()};
