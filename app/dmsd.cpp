@@ -5,6 +5,7 @@
 // DMSAppInitialize and DMSAppStart. Shutdown: DMSAppStop, the timer thread,
 // DMSAppTerminate.
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -123,6 +124,16 @@ int waitForStopSignal(const sigset_t& signals, int connectionID, const DaemonOpt
   }
 }
 
+// Every client connection is a descriptor: a TV, a phone and a few players
+// with keep-alive connections and parallel range requests soon pass the
+// usual soft limit of 1024, which the hard limit exists to lift.
+void raiseDescriptorLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -140,6 +151,7 @@ int main(int argc, char** argv) {
     puts("dmsd 0.1.0");
     return 0;
   }
+  raiseDescriptorLimit();
   error = ValidateDaemonOptions(&options);
   if (!error.empty()) {
     fprintf(stderr, "dmsd: %s\n", error.c_str());

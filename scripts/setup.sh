@@ -8,7 +8,7 @@ set -eu
 PACKAGES="
 build-essential cmake pkg-config git
 libgtest-dev libgmock-dev googletest libbenchmark-dev
-libupnp-dev libmicrohttpd-dev libcurl4-openssl-dev
+libgupnp-1.6-dev libgssdp-1.6-dev libsoup-3.0-dev libglib2.0-dev libmicrohttpd-dev libcurl4-openssl-dev
 libsqlite3-dev sqlite3
 libexif-dev libtag1-dev
 libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libturbojpeg0-dev

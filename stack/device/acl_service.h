@@ -3,10 +3,10 @@
 // everyone otherwise), plus what the stack learns about client devices: MAC
 // addresses from the ARP table and names from HTTP headers.
 //
-// libupnp 1.8 does not hand the headers of a SOAP request to the device, so
-// a SOAP request carries the names last seen from the same IP in a request
-// whose headers the stack does see (its HTTP server side reports them with
-// noteClientHeaders); a client never seen there has no name.
+// Every request the stack serves (SOAP control and HTTP transfers) reports
+// its headers with noteClientHeaders before it is checked, so a request is
+// judged by its own names, or by the names last seen from the same IP when
+// it sends none; a client never seen with a name has none.
 //
 // Thread safety: every member may be called from any thread.
 #ifndef DMS_STACK_DEVICE_ACL_SERVICE_H

@@ -5,18 +5,22 @@
 
 namespace dmsstack {
 
-void ActionBridge::open() {
+void ActionBridge::open(Wake wake) {
   std::lock_guard<std::mutex> lock(mutex_);
   open_ = true;
+  wake_ = std::move(wake);
 }
 
 void ActionBridge::close() {
+  Wake wake;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     open_ = false;
-    ++generation_;
+    for (auto& [id, finished] : pending_)
+      if (!finished) finish(id, Outcome::Cancelled, std::string());
+    wake = wake_;
   }
-  answered_.notify_all();
+  if (wake) wake();
 }
 
 int ActionBridge::begin() {
@@ -25,48 +29,46 @@ int ActionBridge::begin() {
   do {
     lastId_ = lastId_ == INT_MAX ? 1 : lastId_ + 1;
   } while (pending_.count(lastId_) != 0);
-  pending_.emplace(lastId_, Pending{});
+  pending_.emplace(lastId_, false);
   return lastId_;
 }
 
-ActionBridge::Outcome ActionBridge::wait(int id, std::chrono::milliseconds timeout,
-                                         std::string* body) {
-  std::unique_lock<std::mutex> lock(mutex_);
-  auto it = pending_.find(id);
-  if (it == pending_.end()) return Outcome::Cancelled;
-  const unsigned generation = generation_;
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  Outcome outcome = Outcome::TimedOut;
-  for (;;) {
-    if (it->second.answered) {
-      outcome = Outcome::Answered;
-      break;
-    }
-    if (generation_ != generation) {
-      outcome = Outcome::Cancelled;
-      break;
-    }
-    if (answered_.wait_until(lock, deadline) == std::cv_status::timeout) {
-      // The answer may have come with the timeout; it still counts.
-      outcome = it->second.answered ? Outcome::Answered : Outcome::TimedOut;
-      break;
-    }
-  }
-  if (outcome == Outcome::Answered) *body = std::move(it->second.body);
-  pending_.erase(it);
-  return outcome;
+void ActionBridge::finish(int id, Outcome outcome, std::string body) {
+  pending_[id] = true;
+  finished_.push_back(Finished{id, outcome, std::move(body)});
 }
 
 int ActionBridge::answer(int id, std::string body) {
+  Wake wake;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     auto it = pending_.find(id);
-    if (it == pending_.end() || it->second.answered) return 1;
-    it->second.answered = true;
-    it->second.body = std::move(body);
+    if (it == pending_.end() || it->second) return 1;
+    finish(id, Outcome::Answered, std::move(body));
+    wake = wake_;
   }
-  answered_.notify_all();
+  if (wake) wake();
   return 0;
+}
+
+void ActionBridge::expire(int id) {
+  Wake wake;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = pending_.find(id);
+    if (it == pending_.end() || it->second) return;
+    finish(id, Outcome::TimedOut, std::string());
+    wake = wake_;
+  }
+  if (wake) wake();
+}
+
+std::vector<ActionBridge::Finished> ActionBridge::takeFinished() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<Finished> taken;
+  taken.swap(finished_);
+  for (const Finished& item : taken) pending_.erase(item.id);
+  return taken;
 }
 
 size_t ActionBridge::pending() const {

@@ -1,54 +1,62 @@
-// Meeting point of a libupnp worker thread that delivered an action and
-// waits for its answer, and the media server, which answers with
-// NUVDMSSendResponse(connectionID, actionID, body) from any thread, possibly
-// from inside the action callback itself.
+// Meeting point of an action the stack delivered to the media server and
+// its answer, which comes with NUVDMSSendResponse(connectionID, actionID,
+// body) from any thread, possibly from inside the action callback itself.
+// Nobody waits here: an action that finishes (answered, out of time or
+// cancelled) is queued, the wake function is called, and the GLib thread
+// takes the finished ones and completes their requests.
 //
-// Thread safety: every member may be called from any thread.
+// Thread safety: every member may be called from any thread; the wake
+// function is called with no lock of this class held.
 #ifndef DMS_STACK_DEVICE_ACTION_BRIDGE_H
 #define DMS_STACK_DEVICE_ACTION_BRIDGE_H
 
-#include <chrono>
-#include <condition_variable>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace dmsstack {
 
 class ActionBridge {
  public:
   enum class Outcome { Answered, TimedOut, Cancelled };
+  struct Finished {
+    int id = 0;
+    Outcome outcome = Outcome::Cancelled;
+    std::string body;  // Answered only
+  };
+  using Wake = std::function<void()>;
 
-  // Accepts new actions (the device started).
-  void open();
-  // Refuses new actions and wakes every waiting one with Cancelled (the
-  // device stops, so libupnp's threads must not stay blocked).
+  // Accepts new actions (the device started); `wake` announces finished ones.
+  void open(Wake wake);
+  // Refuses new actions; every pending one finishes Cancelled.
   void close();
 
   // Registers a new action and returns its ID (> 0), or -1 when closed.
   int begin();
-  // Waits for the answer of action `id` for at most `timeout`, then forgets
-  // the action: an answer arriving later is refused. `*body` receives the
-  // answer when the outcome is Answered.
-  Outcome wait(int id, std::chrono::milliseconds timeout, std::string* body);
-  // Hands the answer to the waiting action. 0 on success; 1 when the ID is
-  // unknown, already answered or no longer waited for.
+  // The answer of action `id`. 0 on success; 1 when the ID is unknown,
+  // already answered, out of time or cancelled.
   int answer(int id, std::string body);
+  // Action `id` is out of time: it finishes TimedOut unless it finished.
+  void expire(int id);
 
-  // Actions registered and not yet finished.
+  // The actions finished since the last call, in the order they finished;
+  // they are forgotten here.
+  std::vector<Finished> takeFinished();
+
+  // Actions registered and not yet taken.
   size_t pending() const;
 
  private:
-  struct Pending {
-    bool answered = false;
-    std::string body;
-  };
+  void finish(int id, Outcome outcome, std::string body);  // mutex_ held
+
   mutable std::mutex mutex_;
-  std::condition_variable answered_;
-  std::map<int, Pending> pending_;  // guarded by mutex_
+  std::map<int, bool> pending_;     // id -> finished; guarded by mutex_
+  std::vector<Finished> finished_;  // guarded by mutex_
   int lastId_ = 0;                  // guarded by mutex_
   bool open_ = false;               // guarded by mutex_
-  unsigned generation_ = 0;         // guarded by mutex_; bumped by close()
+  Wake wake_;                       // guarded by mutex_ (copied under it)
 };
 
 }  // namespace dmsstack

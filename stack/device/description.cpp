@@ -21,6 +21,22 @@ bool fillUdn(std::string_view description, std::string_view udn, std::string* re
   return replaceElementText(description, "UDN", escapeXml(udn), result);
 }
 
+bool fillUrlBase(std::string_view description, std::string_view urlBase, std::string* result) {
+  const std::string element = "<URLBase>" + escapeXml(urlBase) + "</URLBase>";
+  if (replaceElementText(description, "URLBase", escapeXml(urlBase), result)) return true;
+  size_t at = std::string_view::npos;
+  ElementSpan spec = findElement(description, "specVersion");
+  if (spec.found) {
+    at = spec.elementEnd;
+  } else {
+    ElementSpan root = findElement(description, "root");
+    if (root.found) at = root.contentBegin;
+  }
+  if (at == std::string_view::npos) return false;
+  *result = std::string(description.substr(0, at)) + element + std::string(description.substr(at));
+  return true;
+}
+
 bool rewriteFriendlyName(std::string_view description, std::string_view name, std::string* result) {
   return replaceElementText(description, "friendlyName", escapeXml(name), result);
 }

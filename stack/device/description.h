@@ -27,6 +27,12 @@ struct ServiceEntry {
 // when the document has no UDN element.
 bool fillUdn(std::string_view description, std::string_view udn, std::string* result);
 
+// `description` with URLBase set to `urlBase`: its text replaced, or the
+// element added after specVersion (or at the start of root) when absent.
+// Control points of UPnP 1.0 resolve the relative URLs against it. False
+// when the document has no root element.
+bool fillUrlBase(std::string_view description, std::string_view urlBase, std::string* result);
+
 // `description` with friendlyName set to `name` (escaped here). False when
 // the document has no friendlyName element.
 bool rewriteFriendlyName(std::string_view description, std::string_view name, std::string* result);

@@ -1,6 +1,6 @@
 // The device object: configuration, initialisation and termination, state
 // variables, action answers and the reports to the media server's callbacks.
-// Starting and stopping libupnp live in device_lifecycle.cpp.
+// Starting and stopping live in device_lifecycle.cpp.
 #include "device.h"
 
 #include <arpa/inet.h>
@@ -27,7 +27,7 @@ char* duplicate(const std::string& text) {
 }  // namespace
 
 Device& Device::instance() {
-  // Never destroyed: libupnp's and the watcher's threads may outlive main().
+  // Never destroyed: the stack's and the watcher's threads may outlive main().
   static Device* device = new Device();
   return *device;
 }

@@ -1,9 +1,9 @@
 // The device side of the stack as one object: the callback table and
 // description directory kept by NUVDMSInitialize, the configuration set
-// before NUVDMSStart, the running libupnp registration (a Session), and the
-// parts every request reaches: state variables, eventing, the action bridge
-// and the access-control list. One device per process (libupnp allows one
-// initialisation), with the connection ID kConnectionId.
+// before NUVDMSStart, the running GUPnP device (a Session on its GLib
+// thread), and the parts every request reaches: state variables, eventing,
+// the action bridge and the access-control list. One device per process,
+// with the connection ID kConnectionId.
 //
 // Thread safety: every member may be called from any thread. Lifecycle calls
 // are serialised among themselves; callbacks of the media server are never
@@ -32,7 +32,7 @@ constexpr int kConnectionId = 0;
 struct DeviceConfig {
   std::string bindAddress = "127.0.0.1";  // used when bindInterface is empty
   std::string bindInterface;
-  unsigned short port = 0;  // 0: libupnp picks one from 49152
+  unsigned short port = 0;  // 0: the first free one from 49152
   std::chrono::milliseconds actionTimeout = kDefaultActionTimeout;
 };
 

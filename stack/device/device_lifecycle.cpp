@@ -1,17 +1,12 @@
-// Starting and stopping libupnp for the device, and re-announcing it.
-#include <sys/utsname.h>
-
+// Starting and stopping the device on its GLib thread, and re-announcing it.
 #include "device.h"
 #include "device_session.h"
 #include "file_text.h"
 #include "icons.h"
 #include "network.h"
 #include "nuv_log.h"
-#include "served_files.h"
 #include "ssdp_alive.h"
 #include "udn.h"
-#include "upnp_client_headers.h"
-#include "upnp_socket_fixes.h"
 #include "xml_text.h"
 
 namespace dmsstack {
@@ -19,17 +14,6 @@ namespace dmsstack {
 namespace {
 
 constexpr int kDefaultMaxAge = 1800;
-constexpr int kFirstDynamicPort = 49152;
-constexpr int kPortAttempts = 64;
-
-// The same SERVER header libupnp sends in its own announcements.
-std::string serverHeader() {
-  struct utsname names;
-  if (uname(&names) != 0)
-    return "Linux UPnP/1.0 Portable SDK for UPnP devices/" UPNP_VERSION_STRING;
-  return std::string(names.sysname) + "/" + names.release +
-         ", UPnP/1.0, Portable SDK for UPnP devices/" UPNP_VERSION_STRING;
-}
 
 // Reads the description and fills in the UDN; "" on failure (logged).
 std::string preparedDescription(const std::string& dir, std::string* udn) {
@@ -53,59 +37,13 @@ std::string preparedDescription(const std::string& dir, std::string* udn) {
 }
 
 // The IPv4 address to serve on: the configured one, or the first address of
-// the configured interface. An interface is served through its address with
-// UpnpInit rather than with UpnpInit2, which in libupnp 1.8 would add IPv6
-// sockets on every interface; the device is IPv4 only.
+// the configured interface. The device is IPv4 only.
 std::string serveAddress(const DeviceConfig& config) {
   if (config.bindInterface.empty()) return config.bindAddress;
   return interfaceAddress(config.bindInterface);
 }
 
-// libupnp 1.8 sets SO_REUSEADDR on its server socket and then binds once, so
-// "any port" fails as soon as its first choice (49152) is taken; the stack
-// looks for a free port itself.
-int initUpnp(const std::string& address, unsigned short port) {
-  if (port != 0) return UpnpInit(address.c_str(), port);
-  int rc = UPNP_E_SOCKET_BIND;
-  for (int candidate = kFirstDynamicPort; candidate < kFirstDynamicPort + kPortAttempts;
-       ++candidate) {
-    rc = UpnpInit(address.c_str(), static_cast<unsigned short>(candidate));
-    if (rc != UPNP_E_SOCKET_BIND) break;
-  }
-  return rc;
-}
-
 }  // namespace
-
-std::string Session::serviceTypeOf(const std::string& serviceId) const {
-  for (const ServiceEntry& service : services)
-    if (service.serviceId == serviceId) return serviceTypeWithoutVersion(service.serviceType);
-  return std::string();
-}
-
-std::string Session::serviceIdOf(const std::string& serviceType) const {
-  const std::string wanted = serviceTypeWithoutVersion(serviceType);
-  for (const ServiceEntry& service : services)
-    if (serviceTypeWithoutVersion(service.serviceType) == wanted) return service.serviceId;
-  return std::string();
-}
-
-void Session::publish() { std::lock_guard<std::mutex> lock(mutex_); }
-
-void Session::enter() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  ++active_;
-}
-
-void Session::leave() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (--active_ == 0) idle_.notify_all();
-}
-
-void Session::waitIdle() const {
-  std::unique_lock<std::mutex> lock(mutex_);
-  idle_.wait(lock, [this] { return active_ == 0; });
-}
 
 int Device::start(int connectionID, int maxAge, int flags) {
   (void)flags;  // reserved
@@ -118,78 +56,44 @@ int Device::start(int connectionID, int maxAge, int flags) {
     dir = dir_;
     config = config_;
   }
-  if (!upnpSocketFixesActive()) {
-    // libupnp would listen and announce beyond the configured address.
-    NUVPrintf(NUV_LOG_ERROR,
-              "[NUVDMSStart] libupnp's sockets cannot be confined in this process "
-              "(libdmsstack must come before the C library); not starting");
-    return 1;
-  }
-  // Names of SOAP clients for the access-control rules (libupnp does not
-  // pass request headers on).
-  setUpnpClientHeaderSink(
-      [](const std::string& ip, const std::string& userAgent, const std::string& avClientInfo) {
-        Device::instance().acl().noteClientHeaders(ip, userAgent, avClientInfo);
-      });
   auto session = std::make_shared<Session>();
   session->device = this;
   session->maxAge = maxAge > 0 ? maxAge : kDefaultMaxAge;
-  std::string description = preparedDescription(dir, &session->udn);
-  if (description.empty()) return 1;
-  session->services = listServices(description);
-  session->deviceType = unescapeXml(elementText(description, "deviceType"));
+  session->description = preparedDescription(dir, &session->udn);
+  if (session->description.empty()) return 1;
+  session->services = listServices(session->description);
+  session->deviceType = unescapeXml(elementText(session->description, "deviceType"));
   if (!installIcons(dir))
     NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] icons missing in %s", dir.c_str());
-  session->served = std::make_unique<ServedFiles>();
-  if (!session->served->prepare(dir, description)) {
-    NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] cannot prepare the served files");
-    return 1;
-  }
-
-  session->publish();
   const std::string address = serveAddress(config);
   if (address.empty()) {
     NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] interface %s has no IPv4 address",
               config.bindInterface.c_str());
     return 1;
   }
-  int rc = initUpnp(address, config.port);
-  if (rc != UPNP_E_SUCCESS) {
-    NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] UpnpInit on %s failed: %s (%d)", address.c_str(),
-              UpnpGetErrorMessage(rc), rc);
-    return 1;
-  }
-  UpnpSetMaxContentLength(kMaxSoapRequestBytes);
-  rc = UpnpSetWebServerRootDir(session->served->dir().c_str());
-  if (rc == UPNP_E_SUCCESS) {
-    bridge_.open();
-    rc = UpnpRegisterRootDevice2(UPNPREG_FILENAME_DESC, session->served->descriptionPath().c_str(),
-                                 0, 1, &onUpnpEvent, session.get(), &session->handle);
-  }
-  if (rc != UPNP_E_SUCCESS) {
-    NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] registering the device failed: %s (%d)",
-              UpnpGetErrorMessage(rc), rc);
-    bridge_.close();
-    UpnpFinish();
-    session->waitIdle();
-    return 1;
-  }
-  const char* served = UpnpGetServerIpAddress();
-  session->localAddress = served != nullptr ? served : address;
-  session->location = "http://" + session->localAddress + ":" +
-                      std::to_string(UpnpGetServerPort()) + "/" + kDeviceDescriptionFileName;
   Session* raw = session.get();
+  bridge_.open([raw] {
+    raw->loop.post([raw] {
+      if (raw->control != nullptr) raw->control->completeFinished();
+    });
+  });
+  bool opened = false;
+  if (session->loop.start())
+    session->loop.run(
+        [&] { opened = openSession(*raw, dir, address, config.bindInterface, config.port); });
+  if (!opened) {
+    bridge_.close();
+    session->loop.stop();
+    bridge_.takeFinished();
+    return 1;
+  }
   eventing_.start([raw](const std::string& service, const NameValueList& changes) {
-    notifySubscribers(*raw, service, changes);
+    raw->loop.post([raw, service, changes] { notifySubscribers(*raw, service, changes); });
   });
   {
     std::lock_guard<std::mutex> lock(mutex_);
     session_ = session;
   }
-  rc = UpnpSendAdvertisement(session->handle, session->maxAge);
-  if (rc != UPNP_E_SUCCESS)
-    NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] announcing failed: %s (%d)", UpnpGetErrorMessage(rc),
-              rc);
   NUVPrintf(NUV_LOG_INFO, "[NUVDMSStart] %s serving %s", session->udn.c_str(),
             session->location.c_str());
   return 0;
@@ -208,13 +112,19 @@ int Device::stopLocked() {
     session = session_;
   }
   if (session == nullptr) return 1;
-  // Waiting actions are answered 501 at once, so that libupnp's threads are
-  // free when UpnpFinish waits for them.
-  bridge_.close();
+  if (session->loop.onLoopThread()) {
+    NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStop] not from a callback of the stack");
+    return 1;
+  }
   eventing_.stop();
-  UpnpUnRegisterRootDevice(session->handle);  // sends byebye
-  UpnpFinish();
-  session->waitIdle();
+  // Waiting actions are answered 501 before the server goes.
+  session->loop.run([&] {
+    bridge_.close();
+    if (session->control != nullptr) session->control->completeFinished();
+    closeSession(*session);
+  });
+  session->loop.stop();
+  bridge_.takeFinished();
   std::lock_guard<std::mutex> lock(mutex_);
   session_.reset();
   NUVPrintf(NUV_LOG_INFO, "[NUVDMSStop] stopped");
@@ -235,7 +145,7 @@ int Device::sendAlive(int connectionID, int count, int maxAge) {
   target.deviceType = session->deviceType;
   for (const ServiceEntry& service : session->services)
     target.serviceTypes.push_back(service.serviceType);
-  target.server = serverHeader();
+  target.server = session->server;
   target.maxAge = maxAge > 0 ? maxAge : session->maxAge;
   int rounds = count == 0 ? 1 : (count > kMaxAliveRounds ? kMaxAliveRounds : count);
   return sendAliveRounds(session->localAddress, buildAliveMessages(target), rounds) ? 0 : 1;

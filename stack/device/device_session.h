@@ -1,65 +1,70 @@
-// A started device as libupnp knows it: the registration handle and what the
-// description declared. The Session is the cookie of the registration, so
-// libupnp's callbacks reach it without a global lookup; it lives from just
-// before UpnpRegisterRootDevice2 until after UpnpFinish.
+// A started device: what the description declared, the GLib thread, and the
+// GUPnP objects on it (context with its SSDP client and libsoup server, root
+// device, services for eventing, the SSDP resource group, the control URLs).
 //
-// Thread safety: the fields are written before registration and then only
-// read; libupnp writes `handle` during registration, before any callback can
-// read it. Each callback runs between enter() and leave(), and the Session is
-// destroyed only after waitIdle(): that makes its lifetime safe by our own
-// synchronisation, not only by libupnp's promise that UpnpFinish ends all
-// callbacks.
+// Thread safety: the plain fields are written by Device::start before the
+// Session is shared and then only read. The GUPnP objects are created by
+// openSession and released by closeSession, both on the loop thread, and
+// touched on no other.
 #ifndef DMS_STACK_DEVICE_DEVICE_SESSION_H
 #define DMS_STACK_DEVICE_DEVICE_SESSION_H
 
-#include <condition_variable>
+#include <libgupnp/gupnp.h>
+
+#include <list>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "connection_reaper.h"
+#include "control_server.h"
 #include "description.h"
 #include "device.h"
+#include "glib_loop.h"
 #include "served_files.h"
-#include "upnp_compat.h"
 
 namespace dmsstack {
 
-struct Session {
-  Device* device = nullptr;
-  UpnpDevice_Handle handle = -1;
-  std::string udn;
-  std::string deviceType;
-  std::vector<ServiceEntry> services;
-  std::string location;      // description URL
-  std::string localAddress;  // the address libupnp serves on
-  int maxAge = 1800;
-  std::unique_ptr<ServedFiles> served;  // the web server's root while started
-
-  // The service type without version for a serviceId, or "".
-  std::string serviceTypeOf(const std::string& serviceId) const;
-  // The serviceId for a service type (with or without version), or "".
-  std::string serviceIdOf(const std::string& serviceType) const;
-
-  // Makes the fields written so far visible to every later enter().
-  void publish();
-  void enter() const;
-  void leave() const;
-  // Returns when no callback is between enter() and leave().
-  void waitIdle() const;
-
- private:
-  mutable std::mutex mutex_;
-  mutable std::condition_variable idle_;
-  mutable int active_ = 0;  // guarded by mutex_
+struct EventedService {
+  Session* session = nullptr;
+  std::string key;  // service type without version
+  GUPnPService* service = nullptr;
 };
 
-// libupnp's device callback; `cookie` is the Session.
-int onUpnpEvent(Upnp_EventType type, const void* event, void* cookie);
+struct Session {
+  Device* device = nullptr;
+  std::string udn;
+  std::string deviceType;
+  std::string description;  // with the UDN filled in
+  std::vector<ServiceEntry> services;
+  int maxAge = 1800;
+  // Set by openSession.
+  std::string location;      // description URL
+  std::string localAddress;  // the address served on
+  std::string server;        // SERVER header of SSDP messages
 
-// Events `changes` of `service` (type without version) to its subscribers.
-void notifySubscribers(const Session& session, const std::string& service,
-                       const NameValueList& changes);
+  GLibLoop loop;
+  // Loop-thread objects.
+  std::unique_ptr<ServedFiles> served;
+  GUPnPContext* context = nullptr;
+  GUPnPRootDevice* root = nullptr;
+  GSSDPResourceGroup* group = nullptr;
+  std::list<EventedService> evented;
+  std::unique_ptr<ControlServer> control;
+  std::unique_ptr<ConnectionReaper> reaper;
+};
+
+// On the loop thread: creates the context on `address` (and `interfaceName`
+// when set) and `port` (0: the first free one from 49152), serves the
+// description files of `dir`, takes over the control URLs and announces the
+// device. False (logged, everything released) on failure.
+bool openSession(Session& session, const std::string& dir, const std::string& address,
+                 const std::string& interfaceName, unsigned short port);
+// On the loop thread: byebye, then every object released.
+void closeSession(Session& session);
+
+// On the loop thread: events `changes` of `service` (type without version).
+void notifySubscribers(Session& session, const std::string& service, const NameValueList& changes);
 
 }  // namespace dmsstack
 

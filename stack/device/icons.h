@@ -1,6 +1,6 @@
 // The device's four icons (48x48 and 120x120, JPEG and PNG), built into the
 // library from stack/icons/ and copied into the description directory, where
-// libupnp's web server serves them at the paths the description lists.
+// the device serves them at the paths the description lists.
 //
 // Thread safety: pure; installIcons writes each file atomically.
 #ifndef DMS_STACK_DEVICE_ICONS_H

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 
 #include "description.h"
@@ -61,6 +62,7 @@ bool ServedFiles::prepare(const std::string& sourceDir, const std::string& fille
   if (mkdtemp(&pattern[0]) == nullptr) return false;
   dir_ = pattern;
   if (!writeFileAtomically(descriptionPath(), filledDescription)) return false;
+  contents_[kDeviceDescriptionFileName] = filledDescription;
   for (const std::string& name : referencedFiles(filledDescription)) {
     std::string content;
     if (!readWholeFile(joinPath(sourceDir, name), kMaxServedFileBytes, &content)) {
@@ -70,8 +72,32 @@ bool ServedFiles::prepare(const std::string& sourceDir, const std::string& fille
     }
     if (!writeFileAtomically(joinPath(dir_, name), content)) return false;
     files_.push_back(name);
+    contents_[name] = std::move(content);
   }
   return true;
+}
+
+}  // namespace dmsstack
+
+namespace dmsstack {
+
+const std::string* ServedFiles::content(const std::string& name) const {
+  auto it = contents_.find(name);
+  return it == contents_.end() ? nullptr : &it->second;
+}
+
+const char* ServedFiles::contentType(std::string_view name) {
+  auto endsWith = [name](std::string_view suffix) {
+    if (name.size() < suffix.size()) return false;
+    std::string_view tail = name.substr(name.size() - suffix.size());
+    for (size_t i = 0; i < suffix.size(); ++i)
+      if (tolower(static_cast<unsigned char>(tail[i])) != suffix[i]) return false;
+    return true;
+  };
+  if (endsWith(".xml")) return "text/xml; charset=\"utf-8\"";
+  if (endsWith(".png")) return "image/png";
+  if (endsWith(".jpg") || endsWith(".jpeg")) return "image/jpeg";
+  return "application/octet-stream";
 }
 
 }  // namespace dmsstack

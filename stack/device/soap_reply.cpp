@@ -56,7 +56,26 @@ std::string cutUtf8(std::string text, size_t limit) {
   return text;
 }
 
-void readFault(std::string_view body, SoapReply* reply) {
+// A response must close the element it opens, so that a body cut short never
+// reaches a control point: "<q ...>...</q>" or "<q .../>" (blanks around).
+bool closesItsElement(std::string_view xml, size_t pos) {
+  size_t nameEnd = pos + 1;
+  while (nameEnd < xml.size() && !isBlank(xml[nameEnd]) && xml[nameEnd] != '>' &&
+         xml[nameEnd] != '/' && xml[nameEnd] != '<')
+    ++nameEnd;
+  std::string_view qname = xml.substr(pos + 1, nameEnd - pos - 1);
+  if (qname.empty()) return false;
+  size_t open = xml.find('>', nameEnd);
+  if (open == std::string_view::npos || xml.find('<', nameEnd) < open) return false;
+  std::string_view rest = trim(xml.substr(open + 1));
+  if (xml[open - 1] == '/') return rest.empty();
+  const std::string closing = "</" + std::string(qname);
+  if (rest.size() < closing.size() + 1 || rest.back() != '>') return false;
+  std::string_view tail = trim(rest.substr(0, rest.size() - 1));
+  return tail.size() >= closing.size() && tail.substr(tail.size() - closing.size()) == closing;
+}
+
+void readFault(std::string_view body, size_t pos, SoapReply* reply) {
   reply->kind = SoapReply::Kind::Fault;
   std::string codeText = unescapeXml(trim(elementText(body, "errorCode")));
   int code = 0;
@@ -68,8 +87,10 @@ void readFault(std::string_view body, SoapReply* reply) {
   if (!valid || code < 100) {
     reply->errorCode = kUpnpActionFailed;
     reply->errorDescription = upnpErrorText(kUpnpActionFailed);
+    reply->xml = faultBody(reply->errorCode, reply->errorDescription);
     return;
   }
+  reply->xml = std::string(trim(body.substr(pos)));
   reply->errorCode = code;
   std::string description = unescapeXml(trim(elementText(body, "errorDescription")));
   reply->errorDescription = description.empty() ? std::string(upnpErrorText(code))
@@ -83,12 +104,33 @@ SoapReply interpretReply(std::string_view body) {
   size_t pos = firstElement(body);
   if (pos == std::string_view::npos) return reply;
   if (elementLocalName(body, pos) == "Fault") {
-    readFault(body, &reply);
+    readFault(body, pos, &reply);
     return reply;
   }
+  std::string_view xml = trim(body.substr(pos));
+  if (!closesItsElement(xml, 0)) return reply;
   reply.kind = SoapReply::Kind::Response;
-  reply.responseXml = std::string(trim(body.substr(pos)));
+  reply.xml = std::string(xml);
   return reply;
+}
+
+std::string faultBody(int code, std::string_view description) {
+  return "<s:Fault><faultcode>s:Client</faultcode><faultstring>UPnPError</faultstring>"
+         "<detail><UPnPError xmlns=\"urn:schemas-upnp-org:control-1-0\"><errorCode>" +
+         std::to_string(code) + "</errorCode><errorDescription>" + escapeXml(description) +
+         "</errorDescription></UPnPError></detail></s:Fault>";
+}
+
+std::string soapEnvelope(std::string_view body) {
+  static constexpr std::string_view kHead =
+      "<?xml version=\"1.0\" encoding=\"utf-8\"?>"
+      "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+      "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\r\n<s:Body>\r\n";
+  static constexpr std::string_view kTail = "\r\n</s:Body>\r\n</s:Envelope>";
+  std::string text;
+  text.reserve(kHead.size() + body.size() + kTail.size());
+  text.append(kHead).append(body).append(kTail);
+  return text;
 }
 
 const char* upnpErrorText(int code) {

@@ -1,7 +1,7 @@
 // SSDP ssdp:alive announcements sent on request (NUVDMSSendAliveTemporary),
-// beside libupnp's own periodic ones: one round is the set of NOTIFY
+// beside GSSDP's own periodic ones: one round is the set of NOTIFY
 // messages UPnP 1.0 asks for (root device, UDN, device type, each service
-// type). Byebye is left to libupnp, which sends it when the device is
+// type). Byebye is left to GSSDP, which sends it when the device is
 // unregistered.
 //
 // Thread safety: pure builder; sendAliveRounds may run on any thread.

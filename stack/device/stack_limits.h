@@ -9,9 +9,14 @@
 
 namespace dmsstack {
 
-// Largest SOAP request body libupnp accepts (it answers 413 beyond). A
+// Largest SOAP request body the control URLs accept (413 beyond). A
 // CreateObject with its DIDL-Lite Elements is a few KiB; Browse far less.
 constexpr size_t kMaxSoapRequestBytes = 64 * 1024;
+
+// Listen backlog of the UPnP server. libsoup listens with GLib's default of
+// 10, and a burst of control points (or one player opening several
+// connections) beyond it waits a second for each SYN the kernel dropped.
+constexpr int kListenBacklog = 256;
 
 // Most in-arguments taken from one action request; ContentDirectory:1
 // actions have at most six.

@@ -153,9 +153,9 @@ void NUVReleaseNetworkInterfaceList(stNUVAppList* response);
  * but 0, an admitting one admits in modes 1, 3 and 4.
  * Name rules match the start of the device name (User-Agent or
  * X-AV-Client-Info); rule "+" admits, "-" refuses; `flag` is reserved (0).
- * libupnp 1.8 does not pass the headers of SOAP requests on, so a SOAP
- * request carries the name the stack last saw from that IP in an HTTP
- * request it served; a device never seen there has no name (""). */
+ * A request is named by its own headers; one without either header carries
+ * the name last seen from its IP, and a device never seen with one has no
+ * name (""). */
 #define NUV_ACL_MODE_ALLOW_ALL 0
 #define NUV_ACL_MODE_ALLOW_LISTED 1
 #define NUV_ACL_MODE_DENY_ALL 2

@@ -9,6 +9,7 @@ namespace (netns.enter_private_namespaces).
 Usage: daemon_network_test.py DMSD MEDIA_DIR [unittest args]
 """
 import os
+import shutil
 import signal
 import subprocess
 import sys
@@ -276,6 +277,57 @@ class AccessPolicies(NetworkTest):
             self.assertEqual(len([l for l in daemon.lines if "waits for access" in l]), 2)
         finally:
             self.assertEqual(daemon.stop(), 0)
+
+
+class TwoDaemonsOnOneInterface(NetworkTest):
+    """Two servers on one interface, told apart by their ports and state."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.state2 = tempfile.mkdtemp(prefix="dms-e2e-")
+        cls.first = Daemon(cls.net, cls.state)
+        try:
+            cls.second = Daemon(cls.net, cls.state2, "--upnp-port", "49200", "--port", "9100",
+                                "--name", "E2E-Cam-2")
+        except Exception:
+            cls.first.stop()
+            raise
+
+    @classmethod
+    def tearDownClass(cls):
+        statuses = (cls.second.stop(), cls.first.stop())
+        super().tearDownClass()
+        shutil.rmtree(cls.state2, ignore_errors=True)
+        if statuses != (0, 0):
+            raise AssertionError("dmsd exit statuses %r" % (statuses,))
+
+    def test_both_are_discovered_and_both_answer_browse(self):
+        second = "http://%s:49200" % self.net.server_ip
+        out = self.net.client(["gssdp-discover", "-i", self.net.client_if, "-t",
+                               "urn:schemas-upnp-org:device:MediaServer:1", "-n", "3"],
+                              timeout=30).stdout
+        self.assertIn(self.base + "/DeviceDescription.xml", out)
+        self.assertIn(second + "/DeviceDescription.xml", out)
+        names = set()
+        udns = set()
+        for base in (self.base, second):
+            root = ET.fromstring(self.curl(base + "/DeviceDescription.xml").stdout)
+            device = root.find(DEV_NS + "device")
+            names.add(device.find(DEV_NS + "friendlyName").text)
+            udns.add(device.find(DEV_NS + "UDN").text)
+            r = self.curl("-w", "\n%{http_code}", "-X", "POST",
+                          "-H", 'Content-Type: text/xml; charset="utf-8"',
+                          "-H", 'SOAPACTION: "%s#Browse"' % CDS,
+                          "--data-binary", envelope("Browse", CDS, [
+                              ("ObjectID", "0"), ("BrowseFlag", "BrowseMetadata"), ("Filter", "*"),
+                              ("StartingIndex", "0"), ("RequestedCount", "0"),
+                              ("SortCriteria", "")]), base + CDS_CONTROL)
+            body, _, code = r.stdout.rpartition("\n")
+            self.assertEqual(code, "200", body)
+            self.assertEqual(self.result(body, "NumberReturned"), "1")
+        self.assertEqual(names, {"[Camera]E2E-Cam", "[Camera]E2E-Cam-2"})
+        self.assertEqual(len(udns), 2)
 
 
 GENA_LISTENER = r'''

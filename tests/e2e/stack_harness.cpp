@@ -15,6 +15,7 @@
 // "EXCEPTION type address"). Commands come on standard input, one per line:
 //   update SERVICE NAME VALUE | alive COUNT | admit | refuse | mode N |
 //   rule PREFIX +|- | stop | start | quit
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -210,7 +211,8 @@ void onAction(int connectionID, int actionID, stNUVAppList* request) {
     // Never answered: the stack answers 501 when its timeout ends.
   } else {
     NUVDMSSendResponse(connectionID, actionID,
-                       "<s:Fault><detail><UPnPError><errorCode>401</errorCode>"
+                       "<s:Fault><detail><UPnPError xmlns=\"urn:schemas-upnp-org:control-1-0\">"
+                       "<errorCode>401</errorCode>"
                        "<errorDescription>Invalid Action</errorDescription></UPnPError></detail>"
                        "</s:Fault>");
   }
@@ -318,6 +320,12 @@ int main(int argc, char** argv) {
     return 2;
   }
   NUVLogSetMask(NUV_LOG_ERROR | NUV_LOG_INFO);
+  // The robustness tests hold a thousand connections at once.
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
   const std::string description = options.dir + "/DeviceDescription.xml";
   if (!writeFile(description, kDeviceDescription) ||
       !writeFile(options.dir + "/ContentDirectory_1.xml", contentDirectoryScpd()) ||

@@ -18,6 +18,7 @@ endfunction()
 
 dms_stack_unit_test(stack_xml_text_test)
 dms_stack_unit_test(stack_soap_reply_test)
+dms_stack_unit_test(stack_soap_request_test)
 dms_stack_unit_test(stack_description_test)
 dms_stack_unit_test(stack_access_list_test)
 dms_stack_unit_test(stack_acl_service_test)
@@ -31,13 +32,18 @@ dms_stack_unit_test(stack_ssdp_alive_test)
 dms_stack_unit_test(stack_network_test)
 dms_stack_unit_test(stack_handles_test)
 dms_stack_unit_test(stack_device_api_test)
-dms_stack_unit_test(stack_client_headers_test)
 
 # The exported functions called from C.
 add_executable(stack_exported_c_test ${DMS_STACK_TEST_DIR}/stack_exported_c_test.c)
 target_link_libraries(stack_exported_c_test PRIVATE dmsstack)
 add_test(NAME StackExportedC.CallsFromC COMMAND stack_exported_c_test)
 set_tests_properties(StackExportedC.CallsFromC PROPERTIES LABELS unit)
+
+# The stack wraps no call of the C library: a program that loads it keeps
+# its own socket calls.
+add_test(NAME StackLibrary.DefinesNoSymbolOfTheCLibrary
+         COMMAND sh -c "nm -D --defined-only \"$1\" | awk '{print $3}' | grep -xE 'socket|bind|setsockopt|accept|accept4|recv|recvfrom|recvmsg|send|sendto|connect|listen|close' && exit 1 || exit 0" sh $<TARGET_FILE:dmsstack>)
+set_tests_properties(StackLibrary.DefinesNoSymbolOfTheCLibrary PROPERTIES LABELS unit)
 
 # Loopback tests: the harness is a device made of libdmsstack alone.
 add_executable(stack_harness ${DMS_STACK_TEST_DIR}/../e2e/stack_harness.cpp)

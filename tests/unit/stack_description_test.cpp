@@ -266,3 +266,21 @@ TEST(FileText, ReadRefusesFilesOverTheLimit) {
   EXPECT_EQ(text, std::string(100, 'x'));
   EXPECT_FALSE(dmsstack::readWholeFile(dir.path(), 100, &text));
 }
+
+TEST(Description, UrlBaseIsAddedAfterSpecVersionOrReplaced) {
+  std::string result;
+  ASSERT_TRUE(dmsstack::fillUrlBase(
+      "<root xmlns=\"urn:schemas-upnp-org:device-1-0\"><specVersion><major>1</major>"
+      "<minor>0</minor></specVersion><device/></root>",
+      "http://10.0.0.1:49152/", &result));
+  EXPECT_EQ(result,
+            "<root xmlns=\"urn:schemas-upnp-org:device-1-0\"><specVersion><major>1</major>"
+            "<minor>0</minor></specVersion><URLBase>http://10.0.0.1:49152/</URLBase><device/>"
+            "</root>");
+  ASSERT_TRUE(dmsstack::fillUrlBase("<root><URLBase>http://old/</URLBase><device/></root>",
+                                    "http://new/", &result));
+  EXPECT_EQ(result, "<root><URLBase>http://new/</URLBase><device/></root>");
+  ASSERT_TRUE(dmsstack::fillUrlBase("<root><device/></root>", "http://a/", &result));
+  EXPECT_EQ(result, "<root><URLBase>http://a/</URLBase><device/></root>");
+  EXPECT_FALSE(dmsstack::fillUrlBase("<device/>", "http://a/", &result));
+}

@@ -1,11 +1,11 @@
-// How answers given to NUVDMSSendResponse become libupnp results or errors.
+// How answers given to NUVDMSSendResponse go on the wire.
 #include <gtest/gtest.h>
 
-#include "action_result.h"
 #include "soap_reply.h"
 
+using dmsstack::faultBody;
 using dmsstack::interpretReply;
-using dmsstack::printActionResult;
+using dmsstack::soapEnvelope;
 using dmsstack::SoapReply;
 
 TEST(SoapReply, ResponseBodyIsTakenWithoutLeadingBlanksAndDeclaration) {
@@ -13,8 +13,7 @@ TEST(SoapReply, ResponseBodyIsTakenWithoutLeadingBlanksAndDeclaration) {
       "\r\n <?xml version=\"1.0\"?>\n<u:BrowseResponse xmlns:u=\"urn:x\"><Result>r</Result>"
       "</u:BrowseResponse>\n");
   EXPECT_EQ(reply.kind, SoapReply::Kind::Response);
-  EXPECT_EQ(reply.responseXml,
-            "<u:BrowseResponse xmlns:u=\"urn:x\"><Result>r</Result></u:BrowseResponse>");
+  EXPECT_EQ(reply.xml, "<u:BrowseResponse xmlns:u=\"urn:x\"><Result>r</Result></u:BrowseResponse>");
 }
 
 TEST(SoapReply, FaultGivesCodeAndUnescapedDescription) {
@@ -66,23 +65,55 @@ TEST(SoapReply, EmptyOrElementlessBodyIsInvalid) {
   }
 }
 
-TEST(ActionResult, ResponseIsReprintedWithTheSameContent) {
-  std::string printed;
-  ASSERT_TRUE(printActionResult(
-      "<u:BrowseResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">"
-      "<Result>&lt;DIDL-Lite&gt;&amp;amp;&lt;/DIDL-Lite&gt;</Result><NumberReturned>1"
-      "</NumberReturned></u:BrowseResponse>",
-      &printed));
-  EXPECT_EQ(printed,
-            "<u:BrowseResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">\r\n"
-            "<Result>&lt;DIDL-Lite&gt;&amp;amp;&lt;/DIDL-Lite&gt;</Result>\r\n"
-            "<NumberReturned>1</NumberReturned>\r\n"
-            "</u:BrowseResponse>\r\n");
+TEST(SoapReply, FaultGoesOutAsTheMediaServerWroteIt) {
+  const std::string fault =
+      "<s:Fault>\r\n<faultcode>s:Client</faultcode>\r\n<faultstring>UPnPError</faultstring>\r\n"
+      "<detail>\r\n<UPnPError xmlns=\"urn:schemas-upnp-org:control-1-0\">\r\n"
+      "<errorCode>701\r\n</errorCode>\r\n<errorDescription>No such object\r\n"
+      "</errorDescription>\r\n</UPnPError>\r\n</detail>\r\n</s:Fault>";
+  SoapReply reply = interpretReply("\n" + fault + "\n");
+  EXPECT_EQ(reply.kind, SoapReply::Kind::Fault);
+  EXPECT_EQ(reply.errorCode, 701);
+  EXPECT_EQ(reply.xml, fault);
 }
 
-TEST(ActionResult, MalformedResponseIsRefused) {
-  std::string printed = "untouched";
-  EXPECT_FALSE(printActionResult("<u:X xmlns:u=\"urn:x\"><a></u:X>", &printed));
-  EXPECT_FALSE(printActionResult("<u:X <broken", &printed));
-  EXPECT_EQ(printed, "untouched");
+TEST(SoapReply, FaultWithBadCodeGoesOutAsTheStacks501) {
+  SoapReply reply = interpretReply("<s:Fault><errorCode>x</errorCode></s:Fault>");
+  EXPECT_EQ(reply.xml, faultBody(501, "Action Failed"));
+}
+
+TEST(SoapReply, ResponseBytesAreKeptExactly) {
+  const std::string body =
+      "<u:BrowseResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">"
+      "<Result>&lt;DIDL-Lite&gt;&amp;amp;&lt;/DIDL-Lite&gt;</Result><NumberReturned>1"
+      "</NumberReturned>\r\n</u:BrowseResponse>";
+  SoapReply reply = interpretReply(body);
+  EXPECT_EQ(reply.kind, SoapReply::Kind::Response);
+  EXPECT_EQ(reply.xml, body);
+}
+
+TEST(SoapReply, ResponseThatDoesNotCloseItsElementIsInvalid) {
+  for (const char* body :
+       {"<u:X <broken", "<u:X xmlns:u=\"urn:x\"><a>", "<u:X xmlns:u=\"urn:x\"><a></u:Y>",
+        "<u:X xmlns:u=\"urn:x\"></u:X> trailing", "<u:X", "<u:X>"}) {
+    EXPECT_EQ(interpretReply(body).kind, SoapReply::Kind::Invalid) << body;
+  }
+  EXPECT_EQ(interpretReply("<u:X xmlns:u=\"urn:x\"/>").kind, SoapReply::Kind::Response);
+  EXPECT_EQ(interpretReply("<u:X xmlns:u=\"urn:x\"></u:X >").kind, SoapReply::Kind::Response);
+}
+
+TEST(SoapReply, StacksFaultEscapesItsDescription) {
+  EXPECT_EQ(faultBody(606, "a<b&c"),
+            "<s:Fault><faultcode>s:Client</faultcode><faultstring>UPnPError</faultstring>"
+            "<detail><UPnPError xmlns=\"urn:schemas-upnp-org:control-1-0\"><errorCode>606"
+            "</errorCode><errorDescription>a&lt;b&amp;c</errorDescription></UPnPError></detail>"
+            "</s:Fault>");
+}
+
+TEST(SoapReply, EnvelopeWrapsTheBodyWithCrLfs) {
+  EXPECT_EQ(soapEnvelope("<u:X/>"),
+            "<?xml version=\"1.0\" encoding=\"utf-8\"?><s:Envelope "
+            "xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+            "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\r\n<s:Body>\r\n"
+            "<u:X/>\r\n</s:Body>\r\n</s:Envelope>");
 }

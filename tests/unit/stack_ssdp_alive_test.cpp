@@ -10,7 +10,6 @@
 #include <cstring>
 
 #include "ssdp_alive.h"
-#include "upnp_socket_fixes.h"
 
 using dmsstack::AliveTarget;
 using dmsstack::buildAliveMessages;
@@ -72,48 +71,4 @@ TEST(SsdpAlive, BadLocalAddressSendsNothing) {
   EXPECT_FALSE(dmsstack::sendAliveRounds("not an address", buildAliveMessages(target()), 1));
   // An address no local interface holds cannot be bound.
   EXPECT_FALSE(dmsstack::sendAliveRounds("192.0.2.254", buildAliveMessages(target()), 1));
-}
-
-TEST(UpnpSocketFixes, AreInEffectInThisProcess) { EXPECT_TRUE(dmsstack::upnpSocketFixesActive()); }
-
-TEST(UpnpSocketFixes, MulticastInterfaceCallsFromOtherCodeAreUnchanged) {
-  int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  ASSERT_GE(fd, 0);
-  in_addr loopback;
-  loopback.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(setsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &loopback, sizeof loopback), 0);
-  in_addr chosen{};
-  socklen_t length = sizeof chosen;
-  ASSERT_EQ(getsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &chosen, &length), 0);
-  EXPECT_EQ(chosen.s_addr, htonl(INADDR_LOOPBACK));
-  // An 8-byte ip_mreq naming no interface clears the choice; the correction
-  // meant for libupnp would have kept 127.0.0.1.
-  ip_mreq request{};
-  request.imr_multiaddr.s_addr = htonl(INADDR_LOOPBACK);
-  request.imr_interface.s_addr = htonl(INADDR_ANY);
-  ASSERT_EQ(setsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request), 0);
-  length = sizeof chosen;
-  ASSERT_EQ(getsockopt(fd, IPPROTO_IP, IP_MULTICAST_IF, &chosen, &length), 0);
-  EXPECT_EQ(chosen.s_addr, htonl(INADDR_ANY));
-  close(fd);
-}
-
-TEST(UpnpSocketFixes, SocketAndBindCallsFromOtherCodeAreUnchanged) {
-  // Only libupnp's IPv6 sockets and its SSDP binding are changed.
-  if (access("/proc/net/if_inet6", F_OK) == 0) {  // the kernel has IPv6
-    int fd6 = socket(AF_INET6, SOCK_DGRAM, 0);
-    EXPECT_GE(fd6, 0) << strerror(errno);
-    if (fd6 >= 0) close(fd6);
-  }
-  int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  ASSERT_GE(fd, 0);
-  sockaddr_in any{};
-  any.sin_family = AF_INET;
-  any.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&any), sizeof any), 0);
-  sockaddr_in bound{};
-  socklen_t length = sizeof bound;
-  ASSERT_EQ(getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &length), 0);
-  EXPECT_EQ(bound.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
-  close(fd);
 }

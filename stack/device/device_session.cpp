@@ -1,0 +1,251 @@
+// The GUPnP side of a started device, on the stack's GLib thread.
+#include "device_session.h"
+
+#include <sys/socket.h>
+
+#include <cstring>
+
+#include "nuv_log.h"
+#include "stack_limits.h"
+
+namespace dmsstack {
+
+namespace {
+
+constexpr int kFirstDynamicPort = 49152;
+constexpr int kPortAttempts = 64;
+
+// A context whose HTTP server listens on exactly `address`:`port`, or
+// nullptr (`error` set when GUPnP gave a reason).
+GUPnPContext* contextOn(const std::string& address, const std::string& interfaceName,
+                        unsigned short port, std::string* error) {
+  GInetAddress* inet = g_inet_address_new_from_string(address.c_str());
+  if (inet == nullptr) {
+    *error = "not an IPv4 address";
+    return nullptr;
+  }
+  GError* failure = nullptr;
+  GUPnPContext* context =
+      gupnp_context_new_full(interfaceName.empty() ? nullptr : interfaceName.c_str(), inet, port,
+                             GSSDP_UDA_VERSION_1_0, &failure);
+  g_object_unref(inet);
+  if (context == nullptr) {
+    *error = failure != nullptr ? failure->message : "unknown error";
+    if (failure != nullptr) g_error_free(failure);
+    return nullptr;
+  }
+  // The server listens when first asked for; a port in use leaves it without
+  // a port.
+  if (gupnp_context_get_server(context) == nullptr || gupnp_context_get_port(context) == 0) {
+    *error = "cannot listen on port " + std::to_string(port);
+    g_object_unref(context);
+    return nullptr;
+  }
+  // A longer queue of connections waiting for accept(); listen() on a
+  // listening socket only changes its backlog.
+  GSList* listeners = soup_server_get_listeners(gupnp_context_get_server(context));
+  for (GSList* item = listeners; item != nullptr; item = item->next) {
+    // GLib refuses to change the backlog of a listening GSocket.
+    listen(g_socket_get_fd(G_SOCKET(item->data)), kListenBacklog);
+  }
+  g_slist_free(listeners);
+  return context;
+}
+
+// libsoup and GUPnP pick "any port" from the kernel's ephemeral range; the
+// stack keeps its documented choice, the first free one from 49152.
+GUPnPContext* createContext(const std::string& address, const std::string& interfaceName,
+                            unsigned short port) {
+  std::string error;
+  GUPnPContext* context = nullptr;
+  if (port != 0) {
+    context = contextOn(address, interfaceName, port, &error);
+  } else {
+    for (int candidate = kFirstDynamicPort;
+         context == nullptr && candidate < kFirstDynamicPort + kPortAttempts; ++candidate)
+      context = contextOn(address, interfaceName, static_cast<unsigned short>(candidate), &error);
+  }
+  if (context == nullptr)
+    NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] no UPnP server on %s: %s", address.c_str(),
+              error.c_str());
+  return context;
+}
+
+// The description files come from memory with the types UPnP asks for
+// (text/xml), not from GUPnP's guess by file name.
+void serveFile(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*, gpointer data) {
+  auto* served = static_cast<const ServedFiles*>(data);
+  const char* method = soup_server_message_get_method(msg);
+  if (strcmp(method, "GET") != 0 && strcmp(method, "HEAD") != 0) {
+    soup_server_message_set_status(msg, SOUP_STATUS_METHOD_NOT_ALLOWED, nullptr);
+    return;
+  }
+  const std::string name = path[0] == '/' ? path + 1 : path;
+  const std::string* content = served->content(name);
+  if (content == nullptr) {
+    soup_server_message_set_status(msg, SOUP_STATUS_NOT_FOUND, nullptr);
+    return;
+  }
+  soup_server_message_set_status(msg, SOUP_STATUS_OK, nullptr);
+  soup_server_message_set_response(msg, ServedFiles::contentType(name), SOUP_MEMORY_STATIC,
+                                   content->data(), content->size());
+}
+
+// Anything else on the server: only paths GUPnP or the stack registered
+// answer; a path with a dot segment never reaches GUPnP's file handler.
+void refuseDotSegments(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*,
+                       gpointer) {
+  const std::string text = path;
+  if (text.find("/..") != std::string::npos || text.find("/./") != std::string::npos ||
+      text.find('\\') != std::string::npos)
+    soup_server_message_set_status(msg, SOUP_STATUS_NOT_FOUND, nullptr);
+}
+
+// A request whose connection went away is not answered later.
+void forgetAborted(SoupServer*, SoupServerMessage* msg, gpointer data) {
+  auto* session = static_cast<Session*>(data);
+  if (session->control != nullptr) session->control->forget(msg);
+}
+
+void queryVariable(GUPnPService*, char* name, GValue* value, gpointer data) {
+  auto* evented = static_cast<EventedService*>(data);
+  std::string text;
+  evented->session->device->table().get(evented->key, name, &text);
+  g_value_init(value, G_TYPE_STRING);
+  g_value_set_string(value, text.c_str());
+}
+
+GSSDPResourceGroup* announce(Session& session) {
+  GSSDPResourceGroup* group = gssdp_resource_group_new(GSSDP_CLIENT(session.context));
+  gssdp_resource_group_set_max_age(group, static_cast<guint>(session.maxAge));
+  const char* location = session.location.c_str();
+  const std::string& udn = session.udn;
+  gssdp_resource_group_add_resource_simple(group, "upnp:rootdevice",
+                                           (udn + "::upnp:rootdevice").c_str(), location);
+  gssdp_resource_group_add_resource_simple(group, udn.c_str(), udn.c_str(), location);
+  if (!session.deviceType.empty())
+    gssdp_resource_group_add_resource_simple(group, session.deviceType.c_str(),
+                                             (udn + "::" + session.deviceType).c_str(), location);
+  for (const ServiceEntry& service : session.services)
+    gssdp_resource_group_add_resource_simple(group, service.serviceType.c_str(),
+                                             (udn + "::" + service.serviceType).c_str(), location);
+  gssdp_resource_group_set_available(group, TRUE);
+  return group;
+}
+
+// The path part of a control URL ("/_urn:...:ContentDirectory_control").
+std::string pathOf(const std::string& url) {
+  std::string path = url;
+  const size_t scheme = path.find("://");
+  if (scheme != std::string::npos) {
+    const size_t slash = path.find('/', scheme + 3);
+    path = slash == std::string::npos ? "/" : path.substr(slash);
+  }
+  if (path.empty() || path[0] != '/') path.insert(0, "/");
+  return path;
+}
+
+}  // namespace
+
+bool openSession(Session& session, const std::string& dir, const std::string& address,
+                 const std::string& interfaceName, unsigned short port) {
+  session.context = createContext(address, interfaceName, port);
+  if (session.context == nullptr) return false;
+  const guint served = gupnp_context_get_port(session.context);
+  session.localAddress = address;
+  const std::string base = "http://" + address + ":" + std::to_string(served) + "/";
+  session.location = base + kDeviceDescriptionFileName;
+  session.server = gssdp_client_get_server_id(GSSDP_CLIENT(session.context));
+
+  std::string description;
+  if (!fillUrlBase(session.description, base, &description)) description = session.description;
+  session.served = std::make_unique<ServedFiles>();
+  if (!session.served->prepare(dir, description)) {
+    NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] cannot prepare the served files");
+    closeSession(session);
+    return false;
+  }
+  GError* error = nullptr;
+  session.root = gupnp_root_device_new(session.context, kDeviceDescriptionFileName,
+                                       session.served->dir().c_str(), &error);
+  if (session.root == nullptr) {
+    NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] GUPnP refused the description: %s",
+              error != nullptr ? error->message : "unknown error");
+    if (error != nullptr) g_error_free(error);
+    closeSession(session);
+    return false;
+  }
+  SoupServer* server = gupnp_context_get_server(session.context);
+  soup_server_add_early_handler(server, nullptr, refuseDotSegments, nullptr, nullptr);
+  g_signal_connect(server, "request-aborted", G_CALLBACK(forgetAborted), &session);
+  soup_server_add_handler(server, ("/" + std::string(kDeviceDescriptionFileName)).c_str(),
+                          serveFile, session.served.get(), nullptr);
+  for (const std::string& name : session.served->files())
+    soup_server_add_handler(server, ("/" + name).c_str(), serveFile, session.served.get(), nullptr);
+
+  // GUPnP's services answer SUBSCRIBE and send the events; their control
+  // handlers are then replaced by the stack's.
+  std::vector<ControlRoute> routes;
+  for (const ServiceEntry& entry : session.services) {
+    GUPnPServiceInfo* info =
+        gupnp_device_info_get_service(GUPNP_DEVICE_INFO(session.root), entry.serviceType.c_str());
+    if (info == nullptr) continue;
+    session.evented.push_back(EventedService{&session, serviceTypeWithoutVersion(entry.serviceType),
+                                             GUPNP_SERVICE(info)});
+    g_signal_connect(info, "query-variable", G_CALLBACK(queryVariable), &session.evented.back());
+    routes.push_back(ControlRoute{pathOf(entry.controlUrl), entry.serviceType});
+  }
+  GMainContext* loopContext = g_main_context_get_thread_default();
+  session.control = std::make_unique<ControlServer>(*session.device, server, loopContext, routes);
+  Session* raw = &session;
+  session.reaper = std::make_unique<ConnectionReaper>(server, loopContext, [raw](GSocket* socket) {
+    return raw->control != nullptr && raw->control->holds(socket);
+  });
+  session.group = announce(session);
+  return true;
+}
+
+void closeSession(Session& session) {
+  // Requests still waiting are answered (501) while the server still runs.
+  session.reaper.reset();
+  session.control.reset();
+  if (session.group != nullptr) {
+    // Disposing of an available group sends its byebyes before it returns
+    // (making it unavailable first would queue them, and disposal drops the
+    // queue).
+    g_object_unref(session.group);
+    session.group = nullptr;
+  }
+  for (EventedService& evented : session.evented) {
+    g_signal_handlers_disconnect_by_data(evented.service, &evented);
+    g_object_unref(evented.service);
+  }
+  session.evented.clear();
+  if (session.root != nullptr) {
+    g_object_unref(session.root);
+    session.root = nullptr;
+  }
+  if (session.context != nullptr) {
+    g_object_unref(session.context);
+    session.context = nullptr;
+  }
+  session.served.reset();
+}
+
+void notifySubscribers(Session& session, const std::string& service, const NameValueList& changes) {
+  for (EventedService& evented : session.evented) {
+    if (evented.key != service) continue;
+    // One event carries every change of the call.
+    gupnp_service_freeze_notify(evented.service);
+    for (const auto& [name, value] : changes) {
+      GValue text = G_VALUE_INIT;
+      g_value_init(&text, G_TYPE_STRING);
+      g_value_set_string(&text, value.c_str());
+      gupnp_service_notify_value(evented.service, name.c_str(), &text);
+      g_value_unset(&text);
+    }
+    gupnp_service_thaw_notify(evented.service);
+  }
+}
+
+}  // namespace dmsstack
