@@ -15,7 +15,7 @@ libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libturbojpeg0-dev
 clang libclang-rt-14-dev clang-format
 libxml2-utils curl iproute2 procps
 gssdp-tools gupnp-tools python3-gi gir1.2-gupnp-1.6 gir1.2-gupnp-av-1.0 gir1.2-gssdp-1.6
-libgupnp-av-1.0-3 ffmpeg libimage-exiftool-perl
+libgupnp-av-1.0-3 ffmpeg libimage-exiftool-perl mpd mpc
 "
 
 missing=""
@@ -37,6 +37,16 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 
 export DEBIAN_FRONTEND=noninteractive
+# Packaged daemons (mpd) are clients of the tests only, run in namespaces:
+# keep Debian from starting them as services on install (a policy already in
+# place is left as it is).
+guard=""
+if [ ! -e /usr/sbin/policy-rc.d ]; then
+    printf '#!/bin/sh\nexit 101\n' > /usr/sbin/policy-rc.d
+    chmod +x /usr/sbin/policy-rc.d
+    guard=1
+fi
+trap '[ -z "$guard" ] || rm -f /usr/sbin/policy-rc.d' EXIT
 apt-get update -q
 # shellcheck disable=SC2086
 apt-get install -y -q --no-install-recommends $missing

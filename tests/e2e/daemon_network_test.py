@@ -330,6 +330,82 @@ class TwoDaemonsOnOneInterface(NetworkTest):
         self.assertEqual(len(udns), 2)
 
 
+MPD_CONFIG = """
+bind_to_address "127.0.0.1"
+port "%(port)d"
+pid_file "%(dir)s/pid"
+log_file "%(dir)s/log"
+state_file "%(dir)s/state"
+database {
+    plugin "upnp"
+}
+audio_output {
+    type "null"
+    name "null"
+}
+"""
+
+
+class BesideMpd(NetworkTest):
+    """mpd's UPnP database (libupnp underneath) in the daemon's own
+    namespace: both run side by side, and mpd finds the server and lists its
+    music. libupnp's own server takes port 49152 and gives up when it is
+    taken, so the daemon serves on another port here."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.daemon = Daemon(cls.net, cls.state, "--upnp-port", "49200")
+        cls.base = "http://%s:49200" % cls.net.server_ip
+        cls.mpd_dir = tempfile.mkdtemp(prefix="dms-mpd-")
+        config = os.path.join(cls.mpd_dir, "mpd.conf")
+        with open(config, "w") as f:
+            f.write(MPD_CONFIG % {"port": 6610, "dir": cls.mpd_dir})
+        cls.mpd = cls.net.start_server(["mpd", "--no-daemon", "--stderr", config])
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.mpd.terminate()
+        try:
+            cls.mpd.communicate(timeout=30)
+        except subprocess.TimeoutExpired:
+            cls.mpd.kill()
+            cls.mpd.communicate()
+        status = cls.daemon.stop()
+        super().tearDownClass()
+        shutil.rmtree(cls.mpd_dir, ignore_errors=True)
+        if status != 0:
+            raise AssertionError("dmsd exited with %d" % status)
+
+    def mpc(self, *args):
+        return subprocess.run(self.net.server_cmd(["mpc", "-h", "127.0.0.1", "-p", "6610",
+                                                   *args]),
+                              capture_output=True, text=True, timeout=30)
+
+    def test_mpd_discovers_the_server_and_lists_its_music(self):
+        deadline = time.time() + 60
+        top = ""
+        while time.time() < deadline:
+            top = self.mpc("ls").stdout
+            if "[Camera]E2E-Cam" in top:
+                break
+            time.sleep(1)
+        if self.mpd.poll() is not None:
+            raise AssertionError("mpd exited: %s" % self.mpd.stderr.read()[-2000:])
+        self.assertIn("[Camera]E2E-Cam", top)
+        # Its tree under the server, and the music in it: each entry under
+        # Audio is a song mpd can name (ls of a song gives the song).
+        tree = self.mpc("ls", "[Camera]E2E-Cam")
+        self.assertEqual(tree.stdout.split(), ["[Camera]E2E-Cam/Image", "[Camera]E2E-Cam/Audio",
+                                               "[Camera]E2E-Cam/Video"], tree.stderr)
+        audio = self.mpc("ls", "[Camera]E2E-Cam/Audio").stdout.splitlines()
+        self.assertGreaterEqual(len(audio), 5)
+        self.assertEqual(self.mpc("ls", audio[0]).stdout.strip(), audio[0])
+        # The server still answers its own clients meanwhile.
+        code, _ = self.soap("GetSystemUpdateID")
+        self.assertEqual(code, 200)
+
+
 GENA_LISTENER = r'''
 import http.server, sys
 class H(http.server.BaseHTTPRequestHandler):
