@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 
 #include <cstring>
+#include <memory>
 
 #include "nuv_log.h"
 #include "stack_limits.h"
@@ -115,6 +116,40 @@ void queryVariable(GUPnPService*, char* name, GValue* value, gpointer data) {
   g_value_set_string(value, text.c_str());
 }
 
+// GUPnP's services read their own service descriptions over HTTP, and a
+// subscription accepted before that is over gets an empty initial event.
+// The device is announced only once every service has them: a reading of
+// ours, issued after each service's own, is waited for on this thread, then
+// whatever it brought is dispatched.
+void awaitIntrospection(Session& session, GMainContext* context) {
+  constexpr gint64 kWaitMicroseconds = 5 * G_USEC_PER_SEC;
+  // Shared with the callbacks, which may come after a wait that gave up.
+  auto pending = std::make_shared<int>(static_cast<int>(session.evented.size()));
+  for (EventedService& evented : session.evented)
+    gupnp_service_info_introspect_async(
+        GUPNP_SERVICE_INFO(evented.service), nullptr,
+        [](GObject* info, GAsyncResult* result, gpointer data) {
+          std::unique_ptr<std::shared_ptr<int>> left(static_cast<std::shared_ptr<int>*>(data));
+          GUPnPServiceIntrospection* introspection =
+              gupnp_service_info_introspect_finish(GUPNP_SERVICE_INFO(info), result, nullptr);
+          if (introspection != nullptr) g_object_unref(introspection);
+          --**left;
+        },
+        new std::shared_ptr<int>(pending));
+  const gint64 deadline = g_get_monotonic_time() + kWaitMicroseconds;
+  GSource* tick = g_timeout_source_new(50);  // bounds each blocking iteration
+  g_source_set_callback(
+      tick, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr, nullptr);
+  g_source_attach(tick, context);
+  while (*pending > 0 && g_get_monotonic_time() < deadline) g_main_context_iteration(context, TRUE);
+  g_source_destroy(tick);
+  g_source_unref(tick);
+  while (g_main_context_iteration(context, FALSE)) {
+  }
+  if (*pending > 0)
+    NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] service descriptions not read back in time");
+}
+
 GSSDPResourceGroup* announce(Session& session) {
   GSSDPResourceGroup* group = gssdp_resource_group_new(GSSDP_CLIENT(session.context));
   gssdp_resource_group_set_max_age(group, static_cast<guint>(session.maxAge));
@@ -197,6 +232,7 @@ bool openSession(Session& session, const std::string& dir, const std::string& ad
   }
   GMainContext* loopContext = g_main_context_get_thread_default();
   session.control = std::make_unique<ControlServer>(*session.device, server, loopContext, routes);
+  awaitIntrospection(session, loopContext);
   Session* raw = &session;
   session.reaper = std::make_unique<ConnectionReaper>(server, loopContext, [raw](GSocket* socket) {
     return raw->control != nullptr && raw->control->holds(socket);
@@ -206,9 +242,21 @@ bool openSession(Session& session, const std::string& dir, const std::string& ad
 }
 
 void closeSession(Session& session) {
+  SoupServer* server =
+      session.context != nullptr ? gupnp_context_get_server(session.context) : nullptr;
   // Requests still waiting are answered (501) while the server still runs.
   session.reaper.reset();
   session.control.reset();
+  if (server != nullptr) {
+    // Nothing of this session may be reached from the server any more, even
+    // if something of GUPnP's keeps the server alive a while.
+    g_signal_handlers_disconnect_by_data(server, &session);
+    if (session.served != nullptr) {
+      soup_server_remove_handler(server, ("/" + std::string(kDeviceDescriptionFileName)).c_str());
+      for (const std::string& name : session.served->files())
+        soup_server_remove_handler(server, ("/" + name).c_str());
+    }
+  }
   if (session.group != nullptr) {
     // Disposing of an available group sends its byebyes before it returns
     // (making it unavailable first would queue them, and disposal drops the
@@ -225,6 +273,7 @@ void closeSession(Session& session) {
     g_object_unref(session.root);
     session.root = nullptr;
   }
+  if (server != nullptr) soup_server_disconnect(server);  // stops listening, closes clients
   if (session.context != nullptr) {
     g_object_unref(session.context);
     session.context = nullptr;

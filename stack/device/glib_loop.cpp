@@ -22,11 +22,13 @@ bool GLibLoop::start() {
     pthread_setname_np(pthread_self(), "DMSStackGLib");
     g_main_context_push_thread_default(context_);
     {
+      // Notified under the lock: start() returns, and its locals go, as
+      // soon as it sees `started`.
       std::lock_guard<std::mutex> startedLock(startedMutex);
       threadId_ = std::this_thread::get_id();
       started = true;
+      startedCond.notify_all();
     }
-    startedCond.notify_all();
     g_main_loop_run(loop_);
     // Sources that finalisation left behind (a closing connection) run once.
     while (g_main_context_iteration(context_, FALSE)) {

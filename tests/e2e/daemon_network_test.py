@@ -355,9 +355,16 @@ class BesideMpd(NetworkTest):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        cls.daemon = Daemon(cls.net, cls.state, "--upnp-port", "49200")
-        cls.base = "http://%s:49200" % cls.net.server_ip
         cls.mpd_dir = tempfile.mkdtemp(prefix="dms-mpd-")
+        music = os.path.join(cls.mpd_dir, "music")
+        os.mkdir(music)
+        for n in range(5):
+            subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i",
+                            "sine=frequency=%d:duration=1" % (440 + 110 * n),
+                            "-metadata", "title=Tone %d" % n, "-metadata", "artist=E2E",
+                            os.path.join(music, "tone%d.mp3" % n)], check=True, timeout=60)
+        cls.daemon = Daemon(cls.net, cls.state, "--upnp-port", "49200", media=music)
+        cls.base = "http://%s:49200" % cls.net.server_ip
         config = os.path.join(cls.mpd_dir, "mpd.conf")
         with open(config, "w") as f:
             f.write(MPD_CONFIG % {"port": 6610, "dir": cls.mpd_dir})
@@ -398,8 +405,11 @@ class BesideMpd(NetworkTest):
         tree = self.mpc("ls", "[Camera]E2E-Cam")
         self.assertEqual(tree.stdout.split(), ["[Camera]E2E-Cam/Image", "[Camera]E2E-Cam/Audio",
                                                "[Camera]E2E-Cam/Video"], tree.stderr)
-        audio = self.mpc("ls", "[Camera]E2E-Cam/Audio").stdout.splitlines()
-        self.assertGreaterEqual(len(audio), 5)
+        audio = []
+        while time.time() < deadline and len(audio) < 5:  # the scan may still run
+            audio = self.mpc("ls", "[Camera]E2E-Cam/Audio").stdout.splitlines()
+            time.sleep(0 if len(audio) >= 5 else 1)
+        self.assertEqual(sorted(audio), ["[Camera]E2E-Cam/Audio/Tone %d" % n for n in range(5)])
         self.assertEqual(self.mpc("ls", audio[0]).stdout.strip(), audio[0])
         # The server still answers its own clients meanwhile.
         code, _ = self.soap("GetSystemUpdateID")
