@@ -89,8 +89,13 @@ void NetlinkWatcher::run() {
 
 void NetlinkWatcher::dispatch(const char* data, size_t size) {
   int length = static_cast<int>(size);
+  // NLMSG_OK compares the header's unsigned length with the int count it
+  // takes; clang reports the macro's comparison, GCC does not.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wsign-compare"
   for (auto* header = reinterpret_cast<const nlmsghdr*>(data); NLMSG_OK(header, length);
        header = NLMSG_NEXT(header, length)) {
+#pragma GCC diagnostic pop
     if (header->nlmsg_type != RTM_NEWADDR && header->nlmsg_type != RTM_DELADDR) continue;
     const auto* message = static_cast<const ifaddrmsg*>(NLMSG_DATA(header));
     if (message->ifa_family != AF_INET) continue;
