@@ -1,13 +1,6 @@
-// ssdp:alive messages, compared whole, and the confinement of libupnp's
-// sockets (which must leave every other caller alone).
-#include <arpa/inet.h>
+// ssdp:alive messages of NUVDMSSendAliveTemporary, compared whole, and
+// their sender's refusals.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 
 #include "ssdp_alive.h"
 
