@@ -15,7 +15,7 @@ libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libturbojpeg0-dev
 clang libclang-rt-14-dev clang-format
 libxml2-utils curl iproute2 procps
 gssdp-tools gupnp-tools python3-gi gir1.2-gupnp-1.6 gir1.2-gupnp-av-1.0 gir1.2-gssdp-1.6
-libgupnp-av-1.0-3 ffmpeg libimage-exiftool-perl mpd mpc
+libgupnp-av-1.0-3 ffmpeg libimage-exiftool-perl mpd mpc vlc-bin vlc-plugin-base
 "
 
 missing=""

@@ -14,6 +14,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
 import xml.etree.ElementTree as ET
@@ -412,6 +413,56 @@ class BesideMpd(NetworkTest):
         self.assertEqual(sorted(audio), ["[Camera]E2E-Cam/Audio/Tone %d" % n for n in range(5)])
         self.assertEqual(self.mpc("ls", audio[0]).stdout.strip(), audio[0])
         # The server still answers its own clients meanwhile.
+        code, _ = self.soap("GetSystemUpdateID")
+        self.assertEqual(code, 200)
+
+
+# Root (the E2E.DaemonOnNetwork run) runs VLC as nobody; inside a user
+# namespace (the normal-user run) nobody is not mapped, and VLC refuses the
+# namespace's root.
+@unittest.skipIf(netns.in_user_namespace(), "VLC runs only where it can be made user nobody")
+class BesideVlc(NetworkTest):
+    """VLC's UPnP discovery (libupnp underneath) in the daemon's own
+    namespace finds the server while both run. VLC refuses root: it runs as
+    nobody. Its libupnp takes port 49152 as mpd's does."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.daemon = Daemon(cls.net, cls.state, "--upnp-port", "49200")
+        cls.base = "http://%s:49200" % cls.net.server_ip
+
+    @classmethod
+    def tearDownClass(cls):
+        status = cls.daemon.stop()
+        super().tearDownClass()
+        if status != 0:
+            raise AssertionError("dmsd exited with %d" % status)
+
+    def test_vlc_discovers_the_server(self):
+        vlc = self.net.start_server(
+            ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "env", "HOME=/tmp",
+             "vlc", "-I", "rc", "--rc-fake-tty", "-S", "upnp", "--miface=" + self.net.server_if,
+             "--no-video", "--aout=dummy"], stdin=subprocess.PIPE)
+        lines = []
+        reader = threading.Thread(target=lambda: lines.extend(vlc.stdout), daemon=True)
+        reader.start()
+        try:
+            deadline = time.time() + 30
+            while time.time() < deadline and not any("[Camera]E2E-Cam" in l for l in lines):
+                time.sleep(2)
+                vlc.stdin.write("playlist\n")
+                vlc.stdin.flush()
+        finally:
+            try:
+                vlc.communicate("quit\n", timeout=30)
+            except subprocess.TimeoutExpired:
+                vlc.kill()
+                vlc.communicate()
+            reader.join(10)
+        listing = "".join(lines)
+        self.assertIn("Universal Plug'n'Play", listing)
+        self.assertIn("[Camera]E2E-Cam", listing)
         code, _ = self.soap("GetSystemUpdateID")
         self.assertEqual(code, 200)
 
