@@ -25,9 +25,9 @@ bool fillUrlBase(std::string_view description, std::string_view urlBase, std::st
   const std::string element = "<URLBase>" + escapeXml(urlBase) + "</URLBase>";
   if (replaceElementText(description, "URLBase", escapeXml(urlBase), result)) return true;
   size_t at = std::string_view::npos;
-  ElementSpan spec = findElement(description, "specVersion");
-  if (spec.found) {
-    at = spec.elementEnd;
+  ElementSpan version = findElement(description, "specVersion");
+  if (version.found) {
+    at = version.elementEnd;
   } else {
     ElementSpan root = findElement(description, "root");
     if (root.found) at = root.contentBegin;
