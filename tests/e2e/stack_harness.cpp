@@ -3,7 +3,9 @@
 // It writes minimal description files into --dir, starts the stack on the
 // given address or interface and answers ContentDirectory actions itself with
 // canned bodies, one behaviour per action name:
-//   Browse              answered inside the callback, echoing its arguments;
+//   Browse              answered inside the callback, echoing its arguments
+//                       (padded with 'x' to --result-bytes N, for measuring
+//                       the stack with Results of a real page's size);
 //   GetSystemUpdateID   answered 100 ms later from another thread with the
 //                       current SystemUpdateID;
 //   DestroyObject       a fault: 701 "No such object & <gone>";
@@ -163,6 +165,8 @@ std::string escape(const std::string& text) {
   return out;
 }
 
+size_t gResultBytes = 0;  // --result-bytes
+
 void onAction(int connectionID, int actionID, stNUVAppList* request) {
   char* name = nullptr;
   char* ip = nullptr;
@@ -182,7 +186,9 @@ void onAction(int connectionID, int actionID, stNUVAppList* request) {
   say(line);
   const std::string cds = "xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"";
   if (action == "Browse") {
-    std::string body = "<u:BrowseResponse " + cds + "><Result>" + escape(escape(echo)) +
+    std::string result = escape(escape(echo));
+    if (result.size() < gResultBytes) result.append(gResultBytes - result.size(), 'x');
+    std::string body = "<u:BrowseResponse " + cds + "><Result>" + result +
                        "</Result><NumberReturned>0</NumberReturned><TotalMatches>0</TotalMatches>"
                        "<UpdateID>0</UpdateID></u:BrowseResponse>";
     NUVDMSSendResponse(connectionID, actionID, body.c_str());
@@ -257,6 +263,8 @@ bool parse(int argc, char** argv, Options* options) {
       options->port = atoi(value.c_str());
     } else if (key == "--timeout-ms") {
       options->timeoutMs = atoi(value.c_str());
+    } else if (key == "--result-bytes") {
+      gResultBytes = static_cast<size_t>(strtoul(value.c_str(), nullptr, 10));
     } else if (key == "--acl-mode") {
       options->aclMode = atoi(value.c_str());
     } else {
@@ -316,7 +324,7 @@ int main(int argc, char** argv) {
   if (!parse(argc, argv, &options)) {
     fprintf(stderr,
             "usage: stack_harness --dir DIR [--address IP | --interface NAME] [--port N] "
-            "[--timeout-ms N] [--acl-mode N]\n");
+            "[--timeout-ms N] [--acl-mode N] [--result-bytes N]\n");
     return 2;
   }
   NUVLogSetMask(NUV_LOG_ERROR | NUV_LOG_INFO);
