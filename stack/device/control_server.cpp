@@ -88,9 +88,12 @@ ControlServer::ControlServer(Device& device, SoupServer* server, GMainContext* c
                             entry.get(), nullptr);
     routes_.push_back(std::move(entry));
   }
+  abortedHandler_ =
+      g_signal_connect(server_, "request-aborted", G_CALLBACK(&ControlServer::onAborted), this);
 }
 
 ControlServer::~ControlServer() {
+  g_signal_handler_disconnect(server_, abortedHandler_);
   for (auto& [id, waiting] : waiting_) {
     if (!waiting.gone) {
       sendFault(waiting.msg, kUpnpActionFailed);
@@ -207,7 +210,7 @@ void ControlServer::deliver(SoupServerMessage* msg, const std::string& action,
   Waiting waiting;
   waiting.msg = static_cast<SoupServerMessage*>(g_object_ref(msg));
   waiting.action = action;
-  const auto timeout = device_.config().actionTimeout;
+  const auto timeout = device_.actionTimeout();
   waiting.timer = g_timeout_source_new(static_cast<guint>(timeout.count()));
   g_source_set_callback(
       waiting.timer,
@@ -220,14 +223,19 @@ void ControlServer::deliver(SoupServerMessage* msg, const std::string& action,
       new TimerData{this, &device_, id},
       [](gpointer data) { delete static_cast<TimerData*>(data); });
   g_source_attach(waiting.timer, context_);
-  auto markGone = +[](SoupServerMessage* gone, gpointer self) {
-    static_cast<ControlServer*>(self)->forget(gone);
-  };
-  waiting.finishedHandler = g_signal_connect(msg, "finished", G_CALLBACK(markGone), this);
-  waiting.disconnectedHandler = g_signal_connect(msg, "disconnected", G_CALLBACK(markGone), this);
+  waiting.finishedHandler = g_signal_connect(msg, "finished", G_CALLBACK(&onGone), this);
+  waiting.disconnectedHandler = g_signal_connect(msg, "disconnected", G_CALLBACK(&onGone), this);
   soup_server_message_pause(msg);
   waiting_.emplace(id, waiting);
   callback(kConnectionId, id, request);
+}
+
+void ControlServer::onGone(SoupServerMessage* msg, gpointer self) {
+  static_cast<ControlServer*>(self)->forget(msg);
+}
+
+void ControlServer::onAborted(SoupServer*, SoupServerMessage* msg, gpointer self) {
+  static_cast<ControlServer*>(self)->forget(msg);
 }
 
 void ControlServer::forget(SoupServerMessage* msg) {
@@ -264,7 +272,7 @@ void ControlServer::completeFinished() {
       case ActionBridge::Outcome::TimedOut:
         NUVPrintf(NUV_LOG_ERROR, "[UPnP] %s (action %d) not answered within %lld ms",
                   waiting.action.c_str(), finished.id,
-                  static_cast<long long>(device_.config().actionTimeout.count()));
+                  static_cast<long long>(device_.actionTimeout().count()));
         complete(waiting, SOUP_STATUS_INTERNAL_SERVER_ERROR,
                  faultBody(kUpnpActionFailed, upnpErrorText(kUpnpActionFailed)));
         break;

@@ -14,7 +14,6 @@
 
 #include <libsoup/soup.h>
 
-#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
@@ -44,8 +43,6 @@ class ControlServer {
 
   // Completes the requests whose actions finished in the bridge.
   void completeFinished();
-  // The connection of `msg` is gone: its answer is dropped when it comes.
-  void forget(SoupServerMessage* msg);
 
   // True when `socket` carries a request that waits for its answer.
   bool holds(GSocket* socket) const;
@@ -71,12 +68,17 @@ class ControlServer {
                const NameValueList& arguments);
   void complete(Waiting& waiting, unsigned status, const std::string& body);
   void release(Waiting& waiting);
+  // The connection of `msg` is gone: its answer is dropped when it comes.
+  void forget(SoupServerMessage* msg);
+  static void onGone(SoupServerMessage* msg, gpointer self);
+  static void onAborted(SoupServer*, SoupServerMessage* msg, gpointer self);
 
   Device& device_;
   SoupServer* server_;
   GMainContext* context_;
   std::vector<std::unique_ptr<Route>> routes_;
   std::map<int, Waiting> waiting_;  // by action ID
+  gulong abortedHandler_ = 0;
 };
 
 }  // namespace dmsstack

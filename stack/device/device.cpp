@@ -71,6 +71,11 @@ DeviceConfig Device::config() const {
   return config_;
 }
 
+std::chrono::milliseconds Device::actionTimeout() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return config_.actionTimeout;
+}
+
 bool Device::validConnection(int connectionID) const {
   std::lock_guard<std::mutex> lock(mutex_);
   return initialized_ && connectionID == kConnectionId;

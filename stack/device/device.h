@@ -48,6 +48,8 @@ class Device {
   int setPort(int port);
   int setActionTimeout(int milliseconds);
   DeviceConfig config() const;
+  // The action timeout alone: read for every delivered action.
+  std::chrono::milliseconds actionTimeout() const;
 
   // The exported lifecycle, with its result conventions (see nuv_dms.h).
   int initialize(const stNUVDMSCallbacks* callbacks, const char* descriptionDir, int* connectionID);

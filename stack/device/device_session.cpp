@@ -102,12 +102,6 @@ void refuseDotSegments(SoupServer*, SoupServerMessage* msg, const char* path, GH
     soup_server_message_set_status(msg, SOUP_STATUS_NOT_FOUND, nullptr);
 }
 
-// A request whose connection went away is not answered later.
-void forgetAborted(SoupServer*, SoupServerMessage* msg, gpointer data) {
-  auto* session = static_cast<Session*>(data);
-  if (session->control != nullptr) session->control->forget(msg);
-}
-
 void queryVariable(GUPnPService*, char* name, GValue* value, gpointer data) {
   auto* evented = static_cast<EventedService*>(data);
   std::string text;
@@ -212,7 +206,6 @@ bool openSession(Session& session, const std::string& dir, const std::string& ad
   }
   SoupServer* server = gupnp_context_get_server(session.context);
   soup_server_add_early_handler(server, nullptr, refuseDotSegments, nullptr, nullptr);
-  g_signal_connect(server, "request-aborted", G_CALLBACK(forgetAborted), &session);
   soup_server_add_handler(server, ("/" + std::string(kDeviceDescriptionFileName)).c_str(),
                           serveFile, session.served.get(), nullptr);
   for (const std::string& name : session.served->files())
@@ -250,7 +243,6 @@ void closeSession(Session& session) {
   if (server != nullptr) {
     // Nothing of this session may be reached from the server any more, even
     // if something of GUPnP's keeps the server alive a while.
-    g_signal_handlers_disconnect_by_data(server, &session);
     if (session.served != nullptr) {
       soup_server_remove_handler(server, ("/" + std::string(kDeviceDescriptionFileName)).c_str());
       for (const std::string& name : session.served->files())

@@ -1,7 +1,6 @@
 // Interpretation of response and fault bodies handed to NUVDMSSendResponse.
 #include "soap_reply.h"
 
-#include "stack_limits.h"
 #include "xml_text.h"
 
 namespace dmsstack {
@@ -47,15 +46,6 @@ std::string_view trim(std::string_view text) {
   return text;
 }
 
-// Cuts at a UTF-8 character boundary at or below `limit` bytes.
-std::string cutUtf8(std::string text, size_t limit) {
-  if (text.size() <= limit) return text;
-  size_t end = limit;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-  text.resize(end);
-  return text;
-}
-
 // A response must close the element it opens, so that a body cut short never
 // reaches a control point: "<q ...>...</q>" or "<q .../>" (blanks around).
 bool closesItsElement(std::string_view xml, size_t pos) {
@@ -86,15 +76,11 @@ void readFault(std::string_view body, size_t pos, SoapReply* reply) {
   }
   if (!valid || code < 100) {
     reply->errorCode = kUpnpActionFailed;
-    reply->errorDescription = upnpErrorText(kUpnpActionFailed);
-    reply->xml = faultBody(reply->errorCode, reply->errorDescription);
+    reply->xml = faultBody(kUpnpActionFailed, upnpErrorText(kUpnpActionFailed));
     return;
   }
-  reply->xml = std::string(trim(body.substr(pos)));
   reply->errorCode = code;
-  std::string description = unescapeXml(trim(elementText(body, "errorDescription")));
-  reply->errorDescription = description.empty() ? std::string(upnpErrorText(code))
-                                                : cutUtf8(description, kMaxFaultDescriptionBytes);
+  reply->xml = std::string(trim(body.substr(pos)));
 }
 
 }  // namespace

@@ -27,10 +27,8 @@ struct SoapReply {
   // declaration: the media server's bytes, or for a fault with a bad code
   // the stack's 501 fault.
   std::string xml;
-  // Fault (and Invalid, which is answered as 501): the code and the plain,
-  // unescaped description (cut to kMaxFaultDescriptionBytes).
+  // Fault: its code (100 to 999); Invalid, which is answered as 501: 501.
   int errorCode = kUpnpActionFailed;
-  std::string errorDescription = "Action Failed";
 };
 
 // Classifies `body`: a first element whose local name is "Fault" is a fault

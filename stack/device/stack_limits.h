@@ -26,9 +26,6 @@ constexpr size_t kMaxActionArguments = 32;
 // A Browse of 100 items with every res attribute stays well below.
 constexpr size_t kMaxResponseBodyBytes = 4 * 1024 * 1024;
 
-// Longest errorDescription passed on in a fault; longer ones are cut.
-constexpr size_t kMaxFaultDescriptionBytes = 256;
-
 // How long a delivered action waits for NUVDMSSendResponse by default.
 constexpr std::chrono::milliseconds kDefaultActionTimeout{30000};
 

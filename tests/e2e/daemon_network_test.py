@@ -373,12 +373,7 @@ class BesideMpd(NetworkTest):
 
     @classmethod
     def tearDownClass(cls):
-        cls.mpd.terminate()
-        try:
-            cls.mpd.communicate(timeout=30)
-        except subprocess.TimeoutExpired:
-            cls.mpd.kill()
-            cls.mpd.communicate()
+        e2e_common.end_process(cls.mpd)
         status = cls.daemon.stop()
         super().tearDownClass()
         shutil.rmtree(cls.mpd_dir, ignore_errors=True)
@@ -454,11 +449,7 @@ class BesideVlc(NetworkTest):
                 vlc.stdin.write("playlist\n")
                 vlc.stdin.flush()
         finally:
-            try:
-                vlc.communicate("quit\n", timeout=30)
-            except subprocess.TimeoutExpired:
-                vlc.kill()
-                vlc.communicate()
+            e2e_common.end_process(vlc, "quit\n")
             reader.join(10)
         listing = "".join(lines)
         self.assertIn("Universal Plug'n'Play", listing)

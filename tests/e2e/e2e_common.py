@@ -53,6 +53,20 @@ def resident_kib(pid):
     raise AssertionError("no VmRSS for %d" % pid)
 
 
+def end_process(proc, text=None, timeout=30):
+    """Ends a process we started: `text` on its standard input if given (a
+    quit command), else SIGTERM; SIGKILL after `timeout` seconds. Returns its
+    exit status."""
+    if text is None and proc.poll() is None:
+        proc.terminate()
+    try:
+        proc.communicate(text, timeout=timeout)
+    except subprocess.TimeoutExpired:
+        proc.kill()
+        proc.communicate()
+    return proc.returncode
+
+
 class Daemon:
     """dmsd in the server namespace, with its output collected on a thread."""
 

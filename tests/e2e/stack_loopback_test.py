@@ -360,6 +360,17 @@ class SoapActions(HarnessCase):
         self.assertGreaterEqual(took, 1.4)
         self.assertLess(took, 10)
 
+    def test_client_gone_before_the_answer_costs_nothing(self):
+        # The client leaves at 0.5 s; the stack's 501 at 1.5 s finds nobody.
+        status, _ = soap(self.harness, CDS_CONTROL, CDS_TYPE, "GetSearchCapabilities",
+                         timeout=0.5)
+        self.assertEqual(status, 0)
+        time.sleep(1.5)
+        status, body = soap(self.harness, CDS_CONTROL, CDS_TYPE, "Browse",
+                            [("ObjectID", "0"), ("BrowseFlag", "BrowseMetadata")])
+        self.assertEqual(status, 200)
+        self.assertIsNone(self.harness.proc.poll())
+
     def test_concurrent_actions_each_get_their_own_answer(self):
         results = {}
 
@@ -592,6 +603,32 @@ class AccessControl(HarnessCase):
         self.assertEqual(status, 200)
         self.assertEqual(len(self.harness.matching("ACL ")), 1)
         self.assertEqual(self.harness.command("mode 9"), "RESULT 1")
+
+
+class AccessByName(HarnessCase):
+    """Name rules decide by the names of the SOAP request itself."""
+    ARGS = ("--acl-mode", "1")
+
+    def browse(self, *headers):
+        status, _, body = curl(
+            self.harness.base + CDS_CONTROL,
+            data=envelope("Browse", CDS_TYPE, [("ObjectID", "0"), ("BrowseFlag", "BrowseMetadata")]),
+            headers=['Content-Type: text/xml; charset="utf-8"',
+                     'SOAPACTION: "%s#Browse"' % CDS_TYPE, *headers])
+        return status, body
+
+    def test_rule_admits_by_av_client_info_or_user_agent_of_the_request(self):
+        self.assertEqual(self.harness.command("rule MyTV +"), "RESULT 0")
+        status, body = self.browse("User-Agent: curl/8")
+        self.assertEqual((status, fault(body)[0]), (500, 606))
+        status, _ = self.browse("User-Agent: curl/8",
+                                'X-AV-Client-Info: av=5.0; cn="Maker"; mn="MyTV-55"')
+        self.assertEqual(status, 200)
+        status, _ = self.browse("User-Agent: MyTV/1.0 UPnP/1.0")
+        self.assertEqual(status, 200)
+        # The same address without a name of its own carries the last one seen.
+        status, _ = self.browse("User-Agent:")
+        self.assertEqual(status, 200)
 
 
 class Robustness(HarnessCase):

@@ -40,16 +40,17 @@ add_test(NAME StackExportedC.CallsFromC COMMAND stack_exported_c_test)
 set_tests_properties(StackExportedC.CallsFromC PROPERTIES LABELS unit)
 
 # The stack wraps no call of the C library: a program that loads it keeps
-# its own socket calls.
+# its own socket calls. (The listing must hold the stack's own exports, so a
+# failed nm cannot pass.)
 add_test(NAME StackLibrary.DefinesNoSymbolOfTheCLibrary
-         COMMAND sh -c "nm -D --defined-only \"$1\" | awk '{print $3}' | grep -xE 'socket|bind|setsockopt|accept|accept4|recv|recvfrom|recvmsg|send|sendto|connect|listen|close' && exit 1 || exit 0" sh $<TARGET_FILE:dmsstack>)
+         COMMAND sh -c "names=$(nm -D --defined-only \"$1\" | awk '{print $3}') && echo \"$names\" | grep -qx NUVDMSStart && ! echo \"$names\" | grep -xE 'socket|bind|setsockopt|accept|accept4|recv|recvfrom|recvmsg|send|sendto|connect|listen|close'" sh $<TARGET_FILE:dmsstack>)
 set_tests_properties(StackLibrary.DefinesNoSymbolOfTheCLibrary PROPERTIES LABELS unit)
 
 # Loopback tests: the harness is a device made of libdmsstack alone.
 add_executable(stack_harness ${DMS_STACK_TEST_DIR}/../e2e/stack_harness.cpp)
 target_link_libraries(stack_harness PRIVATE dmsstack)
 foreach(group Description UdnPersistence SoapActions ConnectionManager Eventing AccessControl
-              Robustness InterfaceEvents)
+              AccessByName Robustness InterfaceEvents)
   add_test(NAME StackLoopback.${group}
            COMMAND ${Python3_EXECUTABLE} ${DMS_STACK_TEST_DIR}/../e2e/stack_loopback_test.py
                    $<TARGET_FILE:stack_harness> ${group})

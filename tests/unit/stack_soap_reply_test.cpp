@@ -16,7 +16,7 @@ TEST(SoapReply, ResponseBodyIsTakenWithoutLeadingBlanksAndDeclaration) {
   EXPECT_EQ(reply.xml, "<u:BrowseResponse xmlns:u=\"urn:x\"><Result>r</Result></u:BrowseResponse>");
 }
 
-TEST(SoapReply, FaultGivesCodeAndUnescapedDescription) {
+TEST(SoapReply, FaultGivesItsCode) {
   SoapReply reply = interpretReply(
       "<s:Fault><faultcode>s:Client</faultcode><faultstring>UPnPError</faultstring><detail>"
       "<UPnPError xmlns=\"urn:schemas-upnp-org:control-1-0\"><errorCode> 701 </errorCode>"
@@ -24,16 +24,17 @@ TEST(SoapReply, FaultGivesCodeAndUnescapedDescription) {
       "</detail></s:Fault>");
   EXPECT_EQ(reply.kind, SoapReply::Kind::Fault);
   EXPECT_EQ(reply.errorCode, 701);
-  EXPECT_EQ(reply.errorDescription, "No such object & <gone>");
 }
 
-TEST(SoapReply, FaultWithoutPrefixOrDescriptionGetsTheStandardText) {
+TEST(SoapReply, FaultWithoutPrefixOrDescriptionIsKept) {
   SoapReply reply = interpretReply(
       "<Fault><detail><UPnPError><errorCode>402</errorCode></UPnPError></detail>"
       "</Fault>");
   EXPECT_EQ(reply.kind, SoapReply::Kind::Fault);
   EXPECT_EQ(reply.errorCode, 402);
-  EXPECT_EQ(reply.errorDescription, "Invalid Args");
+  EXPECT_EQ(reply.xml,
+            "<Fault><detail><UPnPError><errorCode>402</errorCode></UPnPError></detail>"
+            "</Fault>");
 }
 
 TEST(SoapReply, FaultWithBadCodeIs501ActionFailed) {
@@ -43,17 +44,8 @@ TEST(SoapReply, FaultWithBadCodeIs501ActionFailed) {
                        "</errorCode><errorDescription>x</errorDescription></s:Fault>");
     EXPECT_EQ(reply.kind, SoapReply::Kind::Fault) << code;
     EXPECT_EQ(reply.errorCode, 501) << code;
-    EXPECT_EQ(reply.errorDescription, "Action Failed") << code;
+    EXPECT_EQ(reply.xml, faultBody(501, "Action Failed")) << code;
   }
-}
-
-TEST(SoapReply, LongDescriptionIsCutAtACharacterBoundary) {
-  std::string description;
-  for (int i = 0; i < 200; ++i) description += "\xc3\xa9";  // 400 bytes
-  SoapReply reply = interpretReply("<s:Fault><errorCode>720</errorCode><errorDescription>" +
-                                   description + "</errorDescription></s:Fault>");
-  EXPECT_EQ(reply.errorDescription.size(), 256u);
-  EXPECT_EQ(reply.errorDescription, description.substr(0, 256));
 }
 
 TEST(SoapReply, EmptyOrElementlessBodyIsInvalid) {
@@ -75,11 +67,6 @@ TEST(SoapReply, FaultGoesOutAsTheMediaServerWroteIt) {
   EXPECT_EQ(reply.kind, SoapReply::Kind::Fault);
   EXPECT_EQ(reply.errorCode, 701);
   EXPECT_EQ(reply.xml, fault);
-}
-
-TEST(SoapReply, FaultWithBadCodeGoesOutAsTheStacks501) {
-  SoapReply reply = interpretReply("<s:Fault><errorCode>x</errorCode></s:Fault>");
-  EXPECT_EQ(reply.xml, faultBody(501, "Action Failed"));
 }
 
 TEST(SoapReply, ResponseBytesAreKeptExactly) {
