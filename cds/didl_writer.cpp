@@ -26,9 +26,6 @@ bool hasText(const DMSAppString* text) { return text != nullptr && text->GetStri
 constexpr int kTextLimit = 256;
 constexpr int kShortLimit = 128;
 constexpr int kResLimit = 2048;
-// Scratch sizes the property strings are made with.
-constexpr int kContainerScratch = 2048;
-constexpr int kItemScratch = 1024;
 // Share mode 2 (a TV) shows fewer metadata fields and frame rates in res.
 constexpr int kShareModeTv = 2;
 constexpr int kItemObjectType = 50;
@@ -39,31 +36,20 @@ const char* textOf(const DMSAppString* s) {
 
 bool present(const DMSAppString* s) { return textOf(s)[0] != '\0'; }
 
-// One property element as a piece; a refused property still adds its empty
-// piece. 1 only when memory runs out.
-int addProperty(DMSCDSList* pieces, int scratch, const char* tag, const char* attributes,
-                const DMSAppString* value, int limit) {
-  DMSAppString tagText(tag);
-  DMSAppString attributeText(attributes);
-  DMSAppString* element = nullptr;
-  UPnPCDSUtils::__AddWithXMLTag(&element, scratch, &tagText, &attributeText, value, true, limit);
-  if (element == nullptr || pieces->AddItem(element) != 0) {
-    delete element;
-    return 1;
-  }
-  return 0;
+// One property element appended to an object's text; a property the
+// writer refuses adds nothing.
+void addProperty(std::string* out, const char* tag, const char* attributes,
+                 const DMSAppString* value, int limit) {
+  dms_cds::appendProperty(out, tag, attributes, value != nullptr ? value->ReadString() : nullptr,
+                          limit);
 }
 
-// Drops the pieces appended after the list had `size` of them, so that a
-// failed item leaves no half-written element behind.
-void truncatePieces(DMSCDSList* pieces, int size) {
-  while (pieces->Size() > size) {
-    pieces->SetLastItemToCurrentItem();
-    pieces->DeleteCurrentItem([](void* data) {
-      delete static_cast<DMSAppString*>(data);
-      return 0;
-    });
-  }
+// An object's text, built whole and appended as one piece: a piece per
+// element costs three allocations each, a hundred times per page.
+std::string& objectText() {
+  thread_local std::string text;
+  text.clear();
+  return text;
 }
 
 int itemClassEntry(int contentType) {
@@ -103,7 +89,7 @@ using Builder = int (ContentsResGenerator::*)(DMSAppString*, DMSAppString*);
 
 // Builds one res with `build` and appends it. A content awaiting its upload
 // names its import URI and has a single blank instead of the URI.
-int addRes(DMSCDSList* pieces, ContentsResGenerator* generator, Builder build, const char* failure,
+int addRes(std::string* out, ContentsResGenerator* generator, Builder build, const char* failure,
            const DMSAppString* importURI) {
   DMSAppString attributes("");
   DMSAppString uri("");
@@ -118,7 +104,8 @@ int addRes(DMSCDSList* pieces, ContentsResGenerator* generator, Builder build, c
     attributes.Add("\"");
     uri.Copy(" ");
   }
-  return addProperty(pieces, kItemScratch, "res", textOf(&attributes), &uri, kResLimit);
+  addProperty(out, "res", textOf(&attributes), &uri, kResLimit);
+  return 0;
 }
 
 }  // namespace
@@ -129,19 +116,17 @@ int UPnPCDSUtils::writeContainer(BrowseSearchArgument* argument, const DMSAppStr
                                  DMSCDSList* pieces) {
   if (argument == nullptr || pieces == nullptr || id == nullptr) return 1;
   const DMSAppString* filter = argument->GetFilter();
-  std::string open = std::string("&lt;container id=\"") + textOf(id) + "\" parentID=\"" +
-                     textOf(parentID) + "\" restricted=\"" + textOf(restricted) + "\" " +
-                     (checkFilter(filter, "searchable") ? "searchable=\"1\"" : "") + "&gt;\r\n";
-  if (dms_cds::appendPiece(pieces, open.c_str()) != 0) return 1;
-  if (id->CompareI("0") == 0 && checkFilter(filter, "includeDerived") &&
-      dms_cds::appendPiece(pieces,
-                           "&lt;upnp:searchClass includeDerived=\"1\"&gt;object&lt;/"
-                           "upnp:searchClass&gt;\r\n") != 0)
-    return 1;
-  if (addProperty(pieces, kContainerScratch, "dc:title", " ", name, kTextLimit) != 0 ||
-      addProperty(pieces, kContainerScratch, "upnp:class", " ", upnpClass, kTextLimit) != 0)
-    return 1;
-  return dms_cds::appendPiece(pieces, "&lt;/container&gt;\r\n");
+  std::string& text = objectText();
+  text.append("&lt;container id=\"").append(textOf(id)).append("\" parentID=\"");
+  text.append(textOf(parentID)).append("\" restricted=\"").append(textOf(restricted)).append("\" ");
+  if (checkFilter(filter, "searchable")) text.append("searchable=\"1\"");
+  text.append("&gt;\r\n");
+  if (id->CompareI("0") == 0 && checkFilter(filter, "includeDerived"))
+    text.append("&lt;upnp:searchClass includeDerived=\"1\"&gt;object&lt;/upnp:searchClass&gt;\r\n");
+  addProperty(&text, "dc:title", " ", name, kTextLimit);
+  addProperty(&text, "upnp:class", " ", upnpClass, kTextLimit);
+  text.append("&lt;/container&gt;\r\n");
+  return dms_cds::appendPiece(pieces, text.c_str());
 }
 
 int UPnPCDSUtils::__GenerateContainerProperty(BrowseSearchArgument* argument,
@@ -165,7 +150,7 @@ int UPnPCDSUtils::GenerateContainerFromRecord(BrowseSearchArgument* argument,
 }
 
 int UPnPCDSUtils::writeResSet(ContentsEnumeratorArgument* record, ContentsResGenerator* generator,
-                              const DMSAppString* importURI, bool singlePass, DMSCDSList* pieces) {
+                              const DMSAppString* importURI, bool singlePass, std::string* out) {
   using G = ContentsResGenerator;
   // The single-pass lines of the video res end in a line feed; log filters
   // match both forms.
@@ -177,20 +162,20 @@ int UPnPCDSUtils::writeResSet(ContentsEnumeratorArgument* record, ContentsResGen
   switch (record->GetContentType()) {
     case 2:
       if (record->GetAlbumArtIncludeFlag() &&
-          addRes(pieces, generator, &G::BuildAlbumArtRes,
-                 "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n", importURI) != 0)
+          addRes(out, generator, &G::BuildAlbumArtRes, "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n",
+                 importURI) != 0)
         return 1;
-      return addRes(pieces, generator, &G::BuildMP3Res,
-                    "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n", importURI);
+      return addRes(out, generator, &G::BuildMP3Res, "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n",
+                    importURI);
     case 3:
-      if (addRes(pieces, generator, &G::BuildVideoRes, videoFailure, importURI) != 0) return 1;
-      return addRes(pieces, generator, &G::BuildVideoThumbRes, videoThumbFailure, importURI);
+      if (addRes(out, generator, &G::BuildVideoRes, videoFailure, importURI) != 0) return 1;
+      return addRes(out, generator, &G::BuildVideoThumbRes, videoThumbFailure, importURI);
     case 1:
-      if (addRes(pieces, generator, &G::BuildJPEGRes, "[UPnPCDSUtil] JPEG Res Generation FAIL!!!",
+      if (addRes(out, generator, &G::BuildJPEGRes, "[UPnPCDSUtil] JPEG Res Generation FAIL!!!",
                  importURI) != 0)
         return 1;
       if (record->GetThumbUri() != nullptr &&
-          addRes(pieces, generator, &G::BuildJPEGThumbRes,
+          addRes(out, generator, &G::BuildJPEGThumbRes,
                  "[UPnPCDSUtil] JPEG Thumbnail Res Generation FAIL!!!", importURI) != 0)
         return 1;
       // The screennail res goes with the thumbnail URI; a photo without a
@@ -198,7 +183,7 @@ int UPnPCDSUtils::writeResSet(ContentsEnumeratorArgument* record, ContentsResGen
       // resource at all, so it gets none.
       if (record->GetThumbUri() != nullptr && hasText(record->GetScreenUri()) &&
           (record->GetDLNAPN() == nullptr || record->GetDLNAPN()->Compare("JPEG_SM") != 0) &&
-          addRes(pieces, generator, &G::BuildJPEGScreenRes,
+          addRes(out, generator, &G::BuildJPEGScreenRes,
                  "[UPnPCDSUtil] JPEG Screennail Res Generation FAIL!!!", importURI) != 0)
         return 1;
       return 0;
@@ -211,26 +196,19 @@ int UPnPCDSUtils::__GenerateItemProperty(BrowseSearchArgument* argument,
                                          ContentsEnumeratorArgument* record, DMSCDSList* pieces) {
   if (argument == nullptr || record == nullptr || pieces == nullptr) return 1;
   if (record->GetObjectType() != kItemObjectType) return 1;
-  const int sizeBefore = pieces->Size();
   const DMSAppString* filter = argument->GetFilter();
   const int type = record->GetContentType();
-  auto fail = [pieces, sizeBefore] {
-    truncatePieces(pieces, sizeBefore);
-    return 1;
-  };
   const char* parent = textOf(record->GetContentParentID());
-  std::string open = std::string("&lt;item id=\"") + parent + "$" + textOf(record->GetContentID()) +
-                     "\" parentID=\"" + parent +
-                     (checkFilter(filter, "@dlna:dlnaManaged")
-                          ? "\" restricted=\"0\" dlna:dlnaManaged=\"00000004\"&gt;\r\n"
-                          : "\" restricted=\"0\" &gt;\r\n");
-  if (dms_cds::appendPiece(pieces, open.c_str()) != 0) return fail();
+  std::string& text = objectText();
+  text.append("&lt;item id=\"").append(parent).append("$").append(textOf(record->GetContentID()));
+  text.append("\" parentID=\"").append(parent);
+  text.append(checkFilter(filter, "@dlna:dlnaManaged")
+                  ? "\" restricted=\"0\" dlna:dlnaManaged=\"00000004\"&gt;\r\n"
+                  : "\" restricted=\"0\" &gt;\r\n");
 
   const DMSAppString* title =
       present(record->GetTitle()) ? record->GetTitle() : record->GetFileName();
-  if (checkFilter(filter, "dc:title") &&
-      addProperty(pieces, kItemScratch, "dc:title", " ", title, kTextLimit) != 0)
-    return fail();
+  if (checkFilter(filter, "dc:title")) addProperty(&text, "dc:title", " ", title, kTextLimit);
   const int shareMode = GetAllShareMode();
   if (shareMode != kShareModeTv) {
     struct Field {
@@ -252,15 +230,12 @@ int UPnPCDSUtils::__GenerateItemProperty(BrowseSearchArgument* argument,
     for (const Field& field : fields) {
       bool asked = checkFilter(filter, field.property) != 0;
       if (field.composer) asked = asked || checkFilter(filter, "Composer") != 0;
-      if (asked && addProperty(pieces, kItemScratch, field.tag, field.attributes, field.value,
-                               field.limit) != 0)
-        return fail();
+      if (asked) addProperty(&text, field.tag, field.attributes, field.value, field.limit);
     }
   }
   const DMSAppString* date = record->GetDate();
-  if (checkFilter(filter, "dc:date") && present(date) && date->Compare("0:00:00") != 0 &&
-      addProperty(pieces, kItemScratch, "dc:date", " ", date, kShortLimit) != 0)
-    return fail();
+  if (checkFilter(filter, "dc:date") && present(date) && date->Compare("0:00:00") != 0)
+    addProperty(&text, "dc:date", " ", date, kShortLimit);
 
   ContentsResGenerator generator(argument->GetBaseURL(), record);
   generator.SetmbNeedSize(checkFilter(filter, "size") != 0);
@@ -280,7 +255,7 @@ int UPnPCDSUtils::__GenerateItemProperty(BrowseSearchArgument* argument,
                   "[UPnPCDSUtils::__GenerateItemProperty] NUVGetNetworkInterfaceList returned "
                   "error %d.",
                   result);
-        return fail();
+        return 1;
       }
       const int count = HNUVGetNoOfNetworkInterfaceFromResponse(interfaces);
       bool failed = false;
@@ -292,19 +267,18 @@ int UPnPCDSUtils::__GenerateItemProperty(BrowseSearchArgument* argument,
                            std::to_string(DMSAppGetHTTPStreamingPort()))
                               .c_str());
         generator.SetmURLBase(&base);
-        failed = writeResSet(record, &generator, importURI.get(), false, pieces) != 0;
+        failed = writeResSet(record, &generator, importURI.get(), false, &text) != 0;
       }
       NUVReleaseNetworkInterfaceList(interfaces);
       generator.SetmURLBase(argument->GetBaseURL());
-      if (failed) return fail();
-    } else if (writeResSet(record, &generator, importURI.get(), true, pieces) != 0) {
-      return fail();
+      if (failed) return 1;
+    } else if (writeResSet(record, &generator, importURI.get(), true, &text) != 0) {
+      return 1;
     }
   }
   CDSHelper* table = CDSHelper::GetInstance();
   DMSAppString itemClass(table != nullptr ? table->GetText(itemClassEntry(type)) : "object.item");
-  if (addProperty(pieces, kItemScratch, "upnp:class", " ", &itemClass, kTextLimit) != 0)
-    return fail();
-  if (dms_cds::appendPiece(pieces, "&lt;/item&gt;\r\n") != 0) return fail();
-  return 0;
+  addProperty(&text, "upnp:class", " ", &itemClass, kTextLimit);
+  text.append("&lt;/item&gt;\r\n");
+  return dms_cds::appendPiece(pieces, text.c_str());
 }

@@ -28,12 +28,56 @@ constexpr int kLongestEntity = 9;
 
 namespace dms_cds {
 
+bool appendEscapedTwice(std::string_view value, std::string* out) {
+  if (value.empty()) return true;
+  thread_local std::string once;
+  once.clear();
+  return DMSAppConversions::AppendEscapedXml(value, &once) &&
+         DMSAppConversions::AppendEscapedXml(once, out);
+}
+
 DMSAppString* escapeTwice(const DMSAppString* value) {
   if (value == nullptr || value->ReadString() == nullptr) return nullptr;
-  if (value->ReadString()[0] == '\0') return new (std::nothrow) DMSAppString("");
-  std::unique_ptr<DMSAppString> once(DMSAppConversions::DMSAppEscapeXmlValue(value));
-  if (once == nullptr) return nullptr;
-  return DMSAppConversions::DMSAppEscapeXmlValue(once.get());
+  // A text cut to length 0 over a non-empty buffer is refused by the escape.
+  if (value->ReadString()[0] != '\0' && value->GetStringLength() == 0) return nullptr;
+  std::string escaped;
+  if (!appendEscapedTwice(viewOf(value), &escaped)) return nullptr;
+  auto* result = new (std::nothrow) DMSAppString(escaped.c_str());
+  if (result != nullptr && result->ReadString() == nullptr) {
+    delete result;
+    return nullptr;
+  }
+  return result;
+}
+
+bool appendProperty(std::string* out, std::string_view tag, std::string_view attributes,
+                    const char* value, int limit) {
+  if (value == nullptr) return false;
+  std::string_view text(value);
+  // A single character, even a blank, is kept: it stands for "no URI" in
+  // the res of an object awaiting its upload.
+  if (text.size() > 1) {
+    const size_t first = text.find_first_not_of(' ');
+    if (first == std::string_view::npos) return false;
+    text = text.substr(first, text.find_last_not_of(' ') - first + 1);
+  }
+  // The plain properties carry a single blank as attribute text: that counts
+  // as none, so empty metadata (a blank genre stored trimmed) writes nothing.
+  const bool noAttributes = attributes.find_first_not_of(' ') == std::string_view::npos;
+  if (noAttributes && text.empty()) return false;
+  thread_local std::string escaped;
+  escaped.clear();
+  if (!appendEscapedTwice(text, &escaped)) return false;
+  if (escaped.empty() && noAttributes) return false;
+  if (limit >= 0 && escaped.size() > static_cast<size_t>(limit)) {
+    escaped.resize(static_cast<size_t>(limit));
+    const size_t amp = escaped.rfind('&');
+    if (amp != std::string::npos && limit - static_cast<int>(amp) <= kLongestEntity)
+      escaped.resize(amp);
+  }
+  out->append("&lt;").append(tag).append(attributes).append("&gt;");
+  out->append(escaped).append("&lt;/").append(tag).append("&gt;\r\n");
+  return true;
 }
 
 int appendPiece(DMSCDSList* pieces, const char* text) {
@@ -107,33 +151,9 @@ int UPnPCDSUtils::__AddWithXMLTag(DMSAppString** out, int capacity, const DMSApp
   };
   if (tag == nullptr || attributes == nullptr || value == nullptr || value->ReadString() == nullptr)
     return refuse();
-  DMSAppString trimmed(value->ReadString());
-  // A single character, even a blank, is kept: it stands for "no URI" in
-  // the res of an object awaiting its upload.
-  if (trimmed.GetStringLength() > 1) {
-    trimmed.TrimAll();
-    if (trimmed.GetStringLength() == 0) return refuse();
-  }
-  const std::string_view attributeText = viewOf(attributes);
-  // The plain properties carry a single blank as attribute text: that counts
-  // as none, so empty metadata (a blank genre stored trimmed) writes nothing.
-  const bool noAttributes = attributeText.find_first_not_of(' ') == std::string_view::npos;
-  if (noAttributes && trimmed.GetStringLength() == 0) return refuse();
-  std::unique_ptr<DMSAppString> escaped(dms_cds::escapeTwice(&trimmed));
-  if (escaped == nullptr) return refuse();
-  std::string escapedText(viewOf(escaped.get()));
-  if (escapedText.empty() && noAttributes) return refuse();
-  if (limit >= 0 && escapedText.size() > static_cast<size_t>(limit)) {
-    escapedText.resize(static_cast<size_t>(limit));
-    const size_t amp = escapedText.rfind('&');
-    if (amp != std::string::npos && limit - static_cast<int>(amp) <= kLongestEntity)
-      escapedText.resize(amp);
-  }
-  const std::string_view tagText = viewOf(tag);
   std::string text;
-  text.reserve(tagText.size() * 2 + attributeText.size() + escapedText.size() + 24);
-  text.append("&lt;").append(tagText).append(attributeText).append("&gt;");
-  text.append(escapedText).append("&lt;/").append(tagText).append("&gt;\r\n");
+  if (!dms_cds::appendProperty(&text, viewOf(tag), viewOf(attributes), value->ReadString(), limit))
+    return refuse();
   element->Copy(text.c_str());
   return element->GetStringLength() == text.size() ? 0 : refuse();
 }
@@ -150,10 +170,15 @@ int UPnPCDSUtils::__AddOutArgs(DMSCDSList** outArguments, DMSCDSList* pieces, in
     NUVPrintf(NUV_LOG_ERROR, "[CM] Memory error.");
     return 1;
   }
+  // Joined first and added once: appending piece by piece re-measures the
+  // growing text every time.
+  std::string joined;
+  joined.reserve(total);
   for (const stDMSCDSListItem* item = pieces->ReadFirstItem(); item != nullptr; item = item->next) {
     const auto* piece = static_cast<const DMSAppString*>(item->data);
-    if (piece->GetStringLength() > 0) result->Add(piece);
+    if (piece->GetStringLength() > 0) joined.append(piece->ReadString());
   }
+  result->Add(joined.c_str());
   if (*outArguments == nullptr) *outArguments = new (std::nothrow) DMSCDSList();
   DMSCDSList* list = *outArguments;
   const int numbers[3] = {numberReturned, totalMatches, updateID};

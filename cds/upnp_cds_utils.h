@@ -16,6 +16,7 @@
 #ifndef DMS_CDS_UPNP_CDS_UTILS_H
 #define DMS_CDS_UPNP_CDS_UTILS_H
 
+#include <string>
 #include <string_view>
 
 class BrowseSearchArgument;
@@ -82,7 +83,7 @@ class UPnPCDSUtils {
   // `importURI` names a temporary content (its res carry no URI);
   // `singlePass` tells the per-interface sets apart in the failure logs.
   static int writeResSet(ContentsEnumeratorArgument* record, ContentsResGenerator* generator,
-                         const DMSAppString* importURI, bool singlePass, DMSCDSList* pieces);
+                         const DMSAppString* importURI, bool singlePass, std::string* out);
   static int writeContainer(BrowseSearchArgument* argument, const DMSAppString* id,
                             const DMSAppString* parentID, const DMSAppString* restricted,
                             const DMSAppString* name, const DMSAppString* upnpClass,
@@ -94,6 +95,13 @@ namespace dms_cds {
 // `value` XML-escaped twice; "" for an empty value; null when memory runs
 // out or the escape refuses the text. The caller deletes the result.
 DMSAppString* escapeTwice(const DMSAppString* value);
+// The same, appended to `out`; false where escapeTwice gives null.
+bool appendEscapedTwice(std::string_view value, std::string* out);
+// Appends the property element __AddWithXMLTag formats (tag, attribute
+// text, `value` trimmed and escaped twice, cut to `limit`); false, with `out`
+// unchanged, where it would refuse the property.
+bool appendProperty(std::string* out, std::string_view tag, std::string_view attributes,
+                    const char* value, int limit);
 // Appends a heap copy of `text` as one piece. 0, or 1 when memory runs out.
 int appendPiece(DMSCDSList* pieces, const char* text);
 // Frees every piece and empties the list (the list itself stays).

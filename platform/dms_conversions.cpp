@@ -54,14 +54,16 @@ std::optional<std::string_view> textOf(const DMSAppString* s) {
 }
 
 // A new DMSAppString of `text` up to its first NUL; null if memory runs out.
-DMSAppString* newString(const std::string& text) {
-  auto* result = new (std::nothrow) DMSAppString(text.c_str());
+DMSAppString* newString(const char* text) {
+  auto* result = new (std::nothrow) DMSAppString(text);
   if (result != nullptr && result->ReadString() == nullptr) {
     delete result;
     result = nullptr;
   }
   return result;
 }
+
+DMSAppString* newString(const std::string& text) { return newString(text.c_str()); }
 
 // A new DMSAppMemAllocMA buffer holding `text` and `padding` + 1 NUL bytes.
 char* newBytes(std::string_view text, size_t padding) {
@@ -337,11 +339,50 @@ int DMSAppConversions::DMSAppUnescapeURL(DMSAppString* s) {
 
 // ---- XML texts -------------------------------------------------------------
 
+namespace {
+
+size_t xmlEscapeCapacity(size_t inputBytes) {
+  return inputBytes == 1 ? kXmlSingleByteOutput : inputBytes * kXmlOutputPerInputByte;
+}
+
+// Escapes `text` into `out` (room for `capacity` bytes, the last kept for the
+// terminator): the bytes written, or SIZE_MAX when they do not fit.
+size_t escapeXmlInto(std::string_view text, char* out, size_t capacity) {
+  size_t used = 0;
+  for (char c : text) {
+    char number[8];
+    const char* piece = xmlEntityFor(c);
+    if (piece == nullptr && c >= 1 && c <= 31) {
+      snprintf(number, sizeof number, "&#%d;", c);
+      piece = number;
+    }
+    const size_t pieceLength = piece == nullptr ? 1 : strlen(piece);
+    if (used + pieceLength > capacity - 1) return SIZE_MAX;
+    if (piece == nullptr) {
+      out[used] = c;
+    } else {
+      memcpy(out + used, piece, pieceLength);
+    }
+    used += pieceLength;
+  }
+  return used;
+}
+
+}  // namespace
+
+bool DMSAppConversions::AppendEscapedXml(std::string_view text, std::string* out) {
+  if (out == nullptr || text.empty()) return false;
+  const size_t before = out->size();
+  out->resize(before + xmlEscapeCapacity(text.size()));
+  const size_t used = escapeXmlInto(text, &(*out)[before], out->size() - before);
+  out->resize(used == SIZE_MAX ? before : before + used);
+  return used != SIZE_MAX;
+}
+
 DMSAppString* DMSAppConversions::DMSAppGetEscapeXmlStringMA(const DMSAppString* s) {
   std::optional<std::string_view> text = textOf(s);
   if (!text || text->empty()) return nullptr;
-  const size_t capacity =
-      text->size() == 1 ? kXmlSingleByteOutput : text->size() * kXmlOutputPerInputByte;
+  const size_t capacity = xmlEscapeCapacity(text->size());
   DMSAppString* result = nullptr;
   // The buffer length of a DMSAppString is 32 bits; a larger need counts as
   // an allocation failure.
@@ -353,28 +394,11 @@ DMSAppString* DMSAppConversions::DMSAppGetEscapeXmlStringMA(const DMSAppString* 
     NUVPrintf(NUV_LOG_ERROR, "[NUVConversion] Memory allocation fail!!!, DlnaEscapeXmlValue()");
     return nullptr;
   }
-  char* out = result->ReadString();
-  size_t used = 0;
-  for (char c : *text) {
-    char number[8];
-    const char* piece = xmlEntityFor(c);
-    if (piece == nullptr && c >= 1 && c <= 31) {
-      snprintf(number, sizeof number, "&#%d;", c);
-      piece = number;
-    }
-    const size_t pieceLength = piece == nullptr ? 1 : strlen(piece);
-    // The last byte of the buffer is kept for the terminator.
-    if (used + pieceLength > capacity - 1) {
-      delete result;
-      NUVPrintf(NUV_LOG_ERROR, "[NUVConversion] Lack of Output buffer!!!, DlnaEscapeXmlValue()");
-      return nullptr;
-    }
-    if (piece == nullptr) {
-      out[used] = c;
-    } else {
-      memcpy(out + used, piece, pieceLength);
-    }
-    used += pieceLength;
+  const size_t used = escapeXmlInto(*text, result->ReadString(), capacity);
+  if (used == SIZE_MAX) {
+    delete result;
+    NUVPrintf(NUV_LOG_ERROR, "[NUVConversion] Lack of Output buffer!!!, DlnaEscapeXmlValue()");
+    return nullptr;
   }
   result->SetStringLength(static_cast<unsigned int>(used));
   return result;

@@ -21,6 +21,8 @@
 #define DMS_PLATFORM_DMS_CONVERSIONS_H
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 class DMSAppString;
 
@@ -96,6 +98,10 @@ class DMSAppConversions {
   // of quotes and apostrophes is refused. Null for a null or empty input.
   static DMSAppString* DMSAppGetEscapeXmlStringMA(const DMSAppString* s);
   static DMSAppString* DMSAppEscapeXmlValue(const DMSAppString* s);
+  // The same escape appended to `out`, for writers that build text without
+  // a DMSAppString per value. False, with `out` unchanged, where the escape
+  // above gives null for lack of room or an empty text.
+  static bool AppendEscapedXml(std::string_view text, std::string* out);
   // Decodes &amp; &nbsp; &lt; &gt; &apos; &quot; and "&#N;" / "&#xN;" (with
   // the ';' at most five characters after "&#") into `s` itself, then
   // returns a new copy of the result. Any other '&' is kept. A reference to

@@ -458,6 +458,33 @@ TEST(Conversions, EscapeXmlValueFillsAllButTheLastByte) {
   EXPECT_FALSE(log.has(kXmlLackOfBuffer));
 }
 
+TEST(Conversions, AppendEscapedXmlAgreesWithEscapeXmlValue) {
+  const std::string inputs[] = {"a",
+                                "'",
+                                "\"'",
+                                "\"\x1f",
+                                "Tom & Jerry <b>",
+                                repeat("'", 50),
+                                "\xc3\xa9t\xc3\xa9",
+                                "tab\there",
+                                "x'\"y",
+                                "a\x01"};
+  for (const std::string& text : inputs) {
+    StringPtr expected = escapeXml(text);
+    std::string out = "kept:";
+    const bool written = C::AppendEscapedXml(text, &out);
+    EXPECT_EQ(expected != nullptr, written) << text;
+    EXPECT_EQ("kept:" + (expected != nullptr ? textOf(expected) : std::string()), out) << text;
+  }
+}
+
+TEST(Conversions, AppendEscapedXmlRefusesEmptyText) {
+  std::string out = "kept";
+  EXPECT_FALSE(C::AppendEscapedXml("", &out));
+  EXPECT_FALSE(C::AppendEscapedXml("a", nullptr));
+  EXPECT_EQ("kept", out);
+}
+
 TEST(Conversions, GetEscapeXmlStringIsEscapeXmlValue) {
   DMSAppString in("a<b");
   EXPECT_EQ("a&lt;b", textOf(StringPtr(C::DMSAppGetEscapeXmlStringMA(&in))));
