@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <new>
 
 #include "content_limits.h"
 #include "contents_enumerator_argument.h"
@@ -11,6 +12,7 @@
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "dms_string.h"
+#include "listing_queries.h"
 #include "media_schema.h"
 #include "multimedia_db_connector.h"
 #include "nuv_config.h"
@@ -106,6 +108,7 @@ bool MultiMediaDbConnector::ConnectDB() {
 
 void MultiMediaDbConnector::DisconnectDB() {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
+  queries_.reset();  // a connection with statements left open would not close
   db_.reset();
   connected_ = false;
 }
@@ -147,6 +150,17 @@ bool MultiMediaDbConnector::ExecSqlStatmentNoValueReturn(const char* sql) {
     return false;
   }
   return true;
+}
+
+ListingQueries* MultiMediaDbConnector::queries() {
+  if (queries_ == nullptr && db_ != nullptr)
+    queries_.reset(new (std::nothrow) ListingQueries(db_.get()));
+  return queries_.get();
+}
+
+void MultiMediaDbConnector::logFailedSelect(const std::string& sql, int rc) {
+  NUVPrintf(NUV_LOG_ERROR, "[MultiMediaDbConnector::selectRows]:\n\tquery : %s\n\terr msg : %s",
+            sql.c_str(), db_ != nullptr ? sqlite3_errmsg(db_.get()) : sqlite3_errstr(rc));
 }
 
 bool MultiMediaDbConnector::selectRows(const std::string& sql, SqliteTable* table) {

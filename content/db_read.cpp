@@ -5,6 +5,7 @@
 #include "contents_enumerator_argument.h"
 #include "db_row_reader.h"
 #include "dms_list.h"
+#include "listing_queries.h"
 #include "multimedia_db_connector.h"
 #include "nuv_log.h"
 #include "record_list.h"
@@ -36,17 +37,23 @@ DMSCDSList* MultiMediaDbConnector::readPage(unsigned int mode, int start, int co
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (!connected_) return nullptr;
 
-  std::string sql;
-  bool formatted = false;
-  if (mode == sql_text::kImage) {
-    formatted = sql_text::formatStatement(&sql, sql_text::kPageImages, kShared, start, count, 0, 0);
-  } else if (mode == sql_text::kAudio) {
-    formatted = sql_text::formatStatement(&sql, sql_text::kPageAudio, start, count, 0, 0);
-  } else {
-    formatted = sql_text::formatStatement(&sql, sql_text::kPageVideos, kShared, start, count, 0, 0);
-  }
   SqliteTable table;
-  if (!formatted || !selectRows(sql, &table) || !table.hasResult()) return nullptr;
+  ListingQueries* prepared = queries();
+  const int rc =
+      prepared != nullptr ? prepared->page(mode, kShared, start, count, &table) : SQLITE_NOMEM;
+  if (rc != SQLITE_OK) {
+    std::string sql;
+    if (mode == sql_text::kImage) {
+      sql_text::formatStatement(&sql, sql_text::kPageImages, kShared, start, count, 0, 0);
+    } else if (mode == sql_text::kAudio) {
+      sql_text::formatStatement(&sql, sql_text::kPageAudio, start, count, 0, 0);
+    } else {
+      sql_text::formatStatement(&sql, sql_text::kPageVideos, kShared, start, count, 0, 0);
+    }
+    logFailedSelect(sql, rc);
+    return nullptr;
+  }
+  if (!table.hasResult()) return nullptr;
 
   // Only whole pages: exactly `count` rows of the table's own width. A
   // table of another layout (an older file) never passes.
@@ -89,33 +96,46 @@ DMSCDSList* MultiMediaDbConnector::GetListedItem(unsigned int mode, DMSAppString
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (!connected_) return nullptr;
   SqliteTable table;
-  if (!selectRows(sql, &table) || !table.hasResult()) return nullptr;
+  ListingQueries* prepared = queries();
+  const char* idText = text_util::textOf(id);
+  if (prepared == nullptr || prepared->idReadsAsColumn(mode, idText)) {
+    if (!selectRows(sql, &table)) return nullptr;
+  } else if (const int rc = prepared->listedById(mode, kShared, idText, &table)) {
+    logFailedSelect(sql, rc);
+    return nullptr;
+  }
+  if (!table.hasResult()) return nullptr;
   if (table.rows() > 0 && table.columns() != columnsOfKind(mode)) return nullptr;
   return recordsOf(mode, table, table.rows() > 0 ? 1 : 0);
 }
 
-int MultiMediaDbConnector::countRows(const std::string& sql) {
+int MultiMediaDbConnector::countListed(unsigned int mode, const std::string& sql) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (!connected_) return -1;
-  SqliteTable table;
-  if (!selectRows(sql, &table) || table.rows() != 1) return -1;
-  return cellInt(table.cell(0, 0));
+  ListingQueries* prepared = queries();
+  int value = -1;
+  const int rc = prepared != nullptr ? prepared->count(mode, kShared, &value) : SQLITE_NOMEM;
+  if (rc != SQLITE_OK) {
+    logFailedSelect(sql, rc);
+    return -1;
+  }
+  return value;
 }
 
 int MultiMediaDbConnector::GetTotalImageItem() {
   std::string sql;
   if (!sql_text::formatStatement(&sql, sql_text::kCountImages, kShared, 0, 0)) return -1;
-  return countRows(sql);
+  return countListed(sql_text::kImage, sql);
 }
 
 int MultiMediaDbConnector::GetTotalAudioItem() {
   std::string sql;
   if (!sql_text::formatStatement(&sql, sql_text::kCountAudio, 0, 0)) return -1;
-  return countRows(sql);
+  return countListed(sql_text::kAudio, sql);
 }
 
 int MultiMediaDbConnector::GetTotalVideoItem() {
   std::string sql;
   if (!sql_text::formatStatement(&sql, sql_text::kCountVideos, kShared, 0, 0)) return -1;
-  return countRows(sql);
+  return countListed(sql_text::kVideo, sql);
 }

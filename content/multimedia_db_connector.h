@@ -25,6 +25,7 @@
 #include <vector>
 
 class ContentsEnumeratorArgument;
+class ListingQueries;
 class DMSAppString;
 class DMSCDSList;
 class SqliteTable;
@@ -152,7 +153,13 @@ class MultiMediaDbConnector {
   // The first cell of the first row of `format` with `value` inlined, as a
   // new string, or null.
   DMSAppString* selectFirstText(const char* format, const char* value);
-  int countRows(const std::string& sql);
+  // The prepared Browse statements of the open connection (null without
+  // one). Caller holds mutex_.
+  ListingQueries* queries();
+  // Logs a failed statement as selectRows does, with the text it stands for.
+  void logFailedSelect(const std::string& sql, int rc);
+  // Counts the listed rows of `mode` (`format` logged on failure); -1 on error.
+  int countListed(unsigned int mode, const std::string& format);
   DMSCDSList* readPage(unsigned int mode, int start, int count);
   // A record list of kind `mode` with the first `rows` rows of `table`;
   // null when a record cannot be made.
@@ -174,6 +181,8 @@ class MultiMediaDbConnector {
   mutable std::recursive_mutex mutex_;
   bool connected_;
   std::unique_ptr<sqlite3, SqliteDeleter> db_;
+  // The Browse statements, prepared on first use; released before db_.
+  std::unique_ptr<ListingQueries> queries_;
   Records vImageObject_;
   Records vVideoObject_;
 };

@@ -6,6 +6,8 @@
 #include <sqlite3.h>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 struct SqliteCloser {
   void operator()(sqlite3* db) const { sqlite3_close(db); }
@@ -17,8 +19,14 @@ struct SqliteMessageFree {
 };
 using SqliteMessage = std::unique_ptr<char, SqliteMessageFree>;
 
-// The result array of one sqlite3_get_table call: a header row of column
-// names, then `rows` rows of `columns` texts each (null for SQL NULL).
+struct SqliteFinalizer {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using SqliteStatement = std::unique_ptr<sqlite3_stmt, SqliteFinalizer>;
+
+// The rows of one select as texts: `rows` rows of `columns` cells each (null
+// for SQL NULL), as sqlite3_get_table gives them. Filled by run() from SQL
+// text, or by step() from a prepared statement with the same cells.
 class SqliteTable {
  public:
   SqliteTable() = default;
@@ -29,10 +37,7 @@ class SqliteTable {
   // Runs `sql` on `db`; SQLite's result code. On failure *errorMessage (if
   // given) receives SQLite's message.
   int run(sqlite3* db, const char* sql, SqliteMessage* errorMessage) {
-    sqlite3_free_table(cells_);
-    cells_ = nullptr;
-    rows_ = 0;
-    columns_ = 0;
+    clear();
     char* message = nullptr;
     int rc = sqlite3_get_table(db, sql, &cells_, &rows_, &columns_, &message);
     if (errorMessage != nullptr) {
@@ -43,20 +48,69 @@ class SqliteTable {
     return rc;
   }
 
-  bool hasResult() const { return cells_ != nullptr; }
+  // Steps `statement` (bound, not yet stepped) to its end and keeps every
+  // row: SQLITE_OK, or SQLite's error code. The statement is reset after.
+  // One block holds all texts: get_table allocates one per cell.
+  int step(sqlite3_stmt* statement) {
+    clear();
+    stepped_ = true;
+    columns_ = sqlite3_column_count(statement);
+    std::vector<size_t> offsets;  // per cell; kNull for SQL NULL
+    int rc = SQLITE_ROW;
+    while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {
+      for (int k = 0; k < columns_; ++k) {
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, k));
+        if (text == nullptr) {
+          offsets.push_back(kNull);
+          continue;
+        }
+        offsets.push_back(texts_.size());
+        texts_.append(text, static_cast<size_t>(sqlite3_column_bytes(statement, k)));
+        texts_.push_back('\0');
+      }
+      ++rows_;
+    }
+    sqlite3_reset(statement);
+    if (rc != SQLITE_DONE) {
+      clear();
+      return rc;
+    }
+    if (rows_ == 0) columns_ = 0;  // as get_table, which learns them from rows
+    pointers_.reserve(offsets.size());
+    for (size_t offset : offsets) pointers_.push_back(offset == kNull ? nullptr : &texts_[offset]);
+    return SQLITE_OK;
+  }
+
+  bool hasResult() const { return cells_ != nullptr || stepped_; }
   int rows() const { return rows_; }
   int columns() const { return columns_; }
-  // Column k of row `row` (both from 0): index (row + 1) * columns + k.
-  // Null for SQL NULL and for positions outside the result.
+  // Column k of row `row` (both from 0); get_table's array has a header row
+  // first. Null for SQL NULL and for positions outside the result.
   const char* cell(int row, int k) const {
-    if (cells_ == nullptr || row < 0 || row >= rows_ || k < 0 || k >= columns_) return nullptr;
-    return cells_[(row + 1) * columns_ + k];
+    if (row < 0 || row >= rows_ || k < 0 || k >= columns_) return nullptr;
+    if (stepped_) return pointers_[static_cast<size_t>(row) * columns_ + k];
+    return cells_ == nullptr ? nullptr : cells_[(row + 1) * columns_ + k];
   }
 
  private:
+  static constexpr size_t kNull = static_cast<size_t>(-1);
+
+  void clear() {
+    sqlite3_free_table(cells_);
+    cells_ = nullptr;
+    rows_ = 0;
+    columns_ = 0;
+    stepped_ = false;
+    texts_.clear();
+    pointers_.clear();
+  }
+
   char** cells_ = nullptr;
   int rows_ = 0;
   int columns_ = 0;
+  bool stepped_ = false;
+  std::string texts_;
+  std::vector<const char*> pointers_;
 };
 
 #endif  // DMS_CONTENT_SQLITE_HANDLES_H

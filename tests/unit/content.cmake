@@ -8,6 +8,7 @@ foreach(content_test_name
     db_lookup_test
     db_reserve_test
     db_robustness_test
+    listing_queries_test
     cds_tree_test
     content_engine_test
     temp_contents_test
@@ -19,3 +20,5 @@ endforeach()
 # A second connection of its own holds a lock in the robustness test.
 find_package(SQLite3 REQUIRED)
 target_link_libraries(db_robustness_test PRIVATE SQLite::SQLite3)
+# The prepared statements are tried on a raw connection of the test's own.
+target_link_libraries(listing_queries_test PRIVATE SQLite::SQLite3)
