@@ -3,10 +3,10 @@
 
 #include <cstdint>
 #include <cstring>
-#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <new>
+#include <string>
 
 #include "action_info.h"
 #include "dms_list.h"
@@ -31,15 +31,6 @@ const char* textOf(const DMSAppString* s) {
 // The log line shows pointers as 32-bit numbers, as on the camera.
 unsigned int pointerBits(const void* p) {
   return static_cast<unsigned int>(reinterpret_cast<uintptr_t>(p));
-}
-
-bool appendAll(DMSAppString* body, std::initializer_list<const char*> pieces) {
-  for (const char* piece : pieces) {
-    const unsigned int before = body->GetStringLength();
-    body->Add(piece);
-    if (body->GetStringLength() != before + strlen(piece)) return false;
-  }
-  return true;
 }
 
 }  // namespace
@@ -73,20 +64,23 @@ int SOAPAppGenerator::GenerateSOAPBody(DMSAppString* serviceType, DMSAppString* 
     return 1;
   }
   const char* name = textOf(actionName);
-  // Appended piece by piece rather than formatted, so that no name is cut.
-  if (!appendAll(body.get(), {"<u:", name, "Response xmlns:u=\"", textOf(serviceType), "\">\r\n"}))
-    return 1;
-
+  // Joined in one growing buffer and stored once: appending to the string
+  // itself resizes it to the exact length at every piece, and a Result is
+  // tens of kilobytes.
+  std::string text;
+  text.append("<u:").append(name).append("Response xmlns:u=\"").append(textOf(serviceType));
+  text.append("\">\r\n");
   const stDMSCDSListItem* item = outArguments->ReadFirstItem();
   for (int i = 0; i < outArguments->Size() && item != nullptr && item->data != nullptr;
        ++i, item = item->next) {
     const auto* argument = static_cast<const AppArgumentList*>(item->data);
     const char* argumentName = textOf(argument->name);
-    if (!appendAll(body.get(),
-                   {"<", argumentName, ">", textOf(argument->value), "</", argumentName, ">\r\n"}))
-      return 1;
+    text.append("<").append(argumentName).append(">").append(textOf(argument->value));
+    text.append("</").append(argumentName).append(">\r\n");
   }
-  if (!appendAll(body.get(), {"</u:", name, "Response>"})) return 1;
+  text.append("</u:").append(name).append("Response>");
+  body->Copy(text.c_str());
+  if (body->GetStringLength() != text.size()) return 1;
   return message->SetSOAPBody(body.get()) == 0 ? 0 : 1;
 }
 

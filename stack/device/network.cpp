@@ -8,8 +8,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <new>
 
 #include "nuv_dms.h"
@@ -63,6 +65,34 @@ std::string localAddressFacing(const std::string& clientIP) {
   return result;
 }
 
+std::string rememberedAddressFacing(const std::string& clientIP,
+                                    std::chrono::steady_clock::time_point now) {
+  struct Entry {
+    std::string client;
+    std::string local;
+    std::chrono::steady_clock::time_point found;
+  };
+  static std::mutex mutex;
+  static std::vector<Entry> entries;  // the most recent clients, newest last
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    for (const Entry& entry : entries) {
+      if (entry.client == clientIP && now - entry.found < kLocalAddressMemory) return entry.local;
+    }
+  }
+  std::string local = localAddressFacing(clientIP);
+  std::lock_guard<std::mutex> lock(mutex);
+  for (auto it = entries.begin(); it != entries.end(); ++it) {
+    if (it->client == clientIP) {
+      entries.erase(it);
+      break;
+    }
+  }
+  if (entries.size() >= kRememberedClients) entries.erase(entries.begin());
+  entries.push_back(Entry{clientIP, local, now});
+  return local;
+}
+
 }  // namespace dmsstack
 
 namespace {
@@ -90,7 +120,8 @@ void freeNic(void* item) {
 extern "C" char* NUVUtilGetInterfaceIPAddress(const char* clientIP) {
   if (clientIP == nullptr) return nullptr;
   try {
-    std::string address = dmsstack::localAddressFacing(clientIP);
+    std::string address =
+        dmsstack::rememberedAddressFacing(clientIP, std::chrono::steady_clock::now());
     return address.empty() ? nullptr : duplicate(address);
   } catch (...) {
     return nullptr;

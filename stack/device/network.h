@@ -5,6 +5,8 @@
 #ifndef DMS_STACK_DEVICE_NETWORK_H
 #define DMS_STACK_DEVICE_NETWORK_H
 
+#include <chrono>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -26,6 +28,14 @@ std::string interfaceAddress(const std::string& name);
 // connecting a UDP socket, which sends nothing), or "" when there is no route
 // or `clientIP` is not a dotted IPv4 address.
 std::string localAddressFacing(const std::string& clientIP);
+
+// The same, remembered per client for kLocalAddressMemory: every Browse asks
+// for the address its res URLs name, and finding it takes a socket, a route
+// lookup and a close. A route that changes shows within that time.
+constexpr std::chrono::seconds kLocalAddressMemory{2};
+constexpr size_t kRememberedClients = 16;
+std::string rememberedAddressFacing(const std::string& clientIP,
+                                    std::chrono::steady_clock::time_point now);
 
 }  // namespace dmsstack
 

@@ -1,6 +1,7 @@
 // Local interfaces and addresses, through the exported functions too.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <string>
 
@@ -21,6 +22,22 @@ TEST(Network, AddressFacingALoopbackClientIsLoopback) {
   EXPECT_EQ(dmsstack::localAddressFacing("127.0.0.2"), "127.0.0.1");
   EXPECT_EQ(dmsstack::localAddressFacing("not an ip"), "");
   EXPECT_EQ(dmsstack::localAddressFacing("::1"), "");
+}
+
+TEST(Network, RememberedAddressAgreesWithTheLookupAtAnyAge) {
+  const auto now = std::chrono::steady_clock::now();
+  for (const auto at :
+       {now, now + std::chrono::milliseconds(1), now + dmsstack::kLocalAddressMemory,
+        now + 10 * dmsstack::kLocalAddressMemory}) {
+    EXPECT_EQ(dmsstack::rememberedAddressFacing("127.0.0.3", at), "127.0.0.1");
+    EXPECT_EQ(dmsstack::rememberedAddressFacing("not an ip", at), "");
+  }
+  // More clients than are remembered: each still gets its own answer.
+  for (int i = 1; i <= static_cast<int>(2 * dmsstack::kRememberedClients); ++i) {
+    const std::string client = "127.0.1." + std::to_string(i);
+    EXPECT_EQ(dmsstack::rememberedAddressFacing(client, now), "127.0.0.1") << client;
+  }
+  EXPECT_EQ(dmsstack::rememberedAddressFacing("::1", now), "");
 }
 
 TEST(Network, ExportedAddressFunctionAllocates) {
