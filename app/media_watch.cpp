@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <malloc.h>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -82,6 +83,9 @@ void fullScan(Watch* w) {
     printf("dmsd: scan of %s failed (run with -v for details)\n", w->options.folder.c_str());
     fflush(stdout);
   }
+  // A scan frees far more than the server keeps: give it back to the system
+  // rather than leave it in the allocator's arenas.
+  malloc_trim(0);
 }
 
 bool wanted(const Watch* w, const std::string& path) {

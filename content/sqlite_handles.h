@@ -64,8 +64,10 @@ class SqliteTable {
           offsets.push_back(kNull);
           continue;
         }
+        // Up to the first NUL, as get_table copies a cell (which also spares
+        // a second locked call per cell).
         offsets.push_back(texts_.size());
-        texts_.append(text, static_cast<size_t>(sqlite3_column_bytes(statement, k)));
+        texts_.append(text);
         texts_.push_back('\0');
       }
       ++rows_;
