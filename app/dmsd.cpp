@@ -4,6 +4,7 @@
 // every thread (so only sigwait below sees them), configure the stack, then
 // DMSAppInitialize and DMSAppStart. Shutdown: DMSAppStop, the timer thread,
 // DMSAppTerminate.
+#include <malloc.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -134,6 +135,17 @@ void raiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+// Every Browse answer passes through buffers of 50 to 200 KiB (Result, SOAP
+// body, their copies). With glibc's defaults each free of one at the top of
+// the heap gives the pages back and the next request faults them in again:
+// a tenth of a Browse's time went to page faults. Keep up to 2 MiB at the
+// top (the scan's leftovers are trimmed explicitly) and serve blocks below
+// 1 MiB from the heap.
+void tuneAllocator() {
+  mallopt(M_MMAP_THRESHOLD, 1 << 20);
+  mallopt(M_TRIM_THRESHOLD, 2 << 20);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -152,6 +164,7 @@ int main(int argc, char** argv) {
     return 0;
   }
   raiseDescriptorLimit();
+  tuneAllocator();
   error = ValidateDaemonOptions(&options);
   if (!error.empty()) {
     fprintf(stderr, "dmsd: %s\n", error.c_str());
