@@ -5,6 +5,7 @@
 #include <mutex>
 #include <new>
 
+#include "bound_statements.h"
 #include "content_limits.h"
 #include "contents_enumerator_argument.h"
 #include "dms_conversions.h"
@@ -17,6 +18,7 @@
 #include "multimedia_db_connector.h"
 #include "nuv_config.h"
 #include "nuv_log.h"
+#include "sql_text.h"
 #include "sqlite_handles.h"
 
 namespace {
@@ -109,6 +111,7 @@ bool MultiMediaDbConnector::ConnectDB() {
 void MultiMediaDbConnector::DisconnectDB() {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   queries_.reset();  // a connection with statements left open would not close
+  bound_.reset();
   db_.reset();
   connected_ = false;
 }
@@ -156,6 +159,15 @@ ListingQueries* MultiMediaDbConnector::queries() {
   if (queries_ == nullptr && db_ != nullptr)
     queries_.reset(new (std::nothrow) ListingQueries(db_.get()));
   return queries_.get();
+}
+
+bool MultiMediaDbConnector::selectByValue(const char* format, const char* value,
+                                          const std::string& quoted, SqliteTable* table) {
+  if (bound_ == nullptr && db_ != nullptr)
+    bound_.reset(new (std::nothrow) BoundStatements(db_.get()));
+  if (bound_ != nullptr && bound_->select(format, value, table)) return true;
+  std::string sql;
+  return sql_text::formatStatement(&sql, format, quoted.c_str(), 0, 0) && selectRows(sql, table);
 }
 
 void MultiMediaDbConnector::logFailedSelect(const std::string& sql, int rc) {

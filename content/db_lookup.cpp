@@ -11,15 +11,11 @@
 
 DMSAppString* MultiMediaDbConnector::selectFirstText(const char* format, const char* value) {
   std::string quoted;
-  std::string sql;
-  if (format == nullptr || !sql_text::sqlValue(value, &quoted) ||
-      !sql_text::formatStatement(&sql, format, quoted.c_str(), 0, 0)) {
-    return nullptr;
-  }
+  if (format == nullptr || !sql_text::sqlValue(value, &quoted)) return nullptr;
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (!connected_) return nullptr;
   SqliteTable table;
-  if (!selectRows(sql, &table) || table.rows() < 1) return nullptr;
+  if (!selectByValue(format, value, quoted, &table) || table.rows() < 1) return nullptr;
   return text_util::newText(table.cell(0, 0));
 }
 
@@ -84,15 +80,14 @@ DMSAppString* MultiMediaDbConnector::lookupByUri(DMSAppString* uri,
     return nullptr;
   }
   std::string quoted;
-  std::string sql;
   if (!sql_text::sqlValue(text, &quoted)) return nullptr;
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (!connected_) return nullptr;
   for (unsigned int mode : {sql_text::kImage, sql_text::kAudio, sql_text::kVideo}) {
     SqliteTable table;
-    if (!sql_text::formatStatement(&sql, formatOf(mode), quoted.c_str(), 0, 0)) return nullptr;
     // The first table holding the URI answers, even with an empty value.
-    if (selectRows(sql, &table) && table.rows() > 0) return text_util::newText(table.cell(0, 0));
+    if (selectByValue(formatOf(mode), text, quoted, &table) && table.rows() > 0)
+      return text_util::newText(table.cell(0, 0));
   }
   return nullptr;
 }

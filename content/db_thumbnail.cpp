@@ -89,15 +89,12 @@ bool MultiMediaDbConnector::GetThumbnailInfoFromURI(DMSAppString* uri, DMSAppStr
   }
 
   std::string quoted;
-  std::string sql;
-  if (!sql_text::sqlValue(text, &quoted) ||
-      !sql_text::formatStatement(&sql, format, quoted.c_str(), 0, 0)) {
-    return false;
-  }
+  if (!sql_text::sqlValue(text, &quoted)) return false;
   SqliteTable table;
   {
     std::lock_guard<std::recursive_mutex> lock(mutex_);
-    if (!connected_ || !selectRows(sql, &table) || table.rows() < 1) return false;
+    if (!connected_ || !selectByValue(format, text, quoted, &table) || table.rows() < 1)
+      return false;
   }
   return thumbnailFromRow(table, video, path, offset, length, videoThumbnail, substitutePicture,
                           buffer);

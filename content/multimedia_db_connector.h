@@ -25,6 +25,7 @@
 #include <vector>
 
 class ContentsEnumeratorArgument;
+class BoundStatements;
 class ListingQueries;
 class DMSAppString;
 class DMSCDSList;
@@ -156,6 +157,12 @@ class MultiMediaDbConnector {
   // The prepared Browse statements of the open connection (null without
   // one). Caller holds mutex_.
   ListingQueries* queries();
+  // The rows of `format` (one quoted "%s") for `value`, whose quoted form
+  // is `quoted`: prepared with the value bound where that gives the same
+  // rows, else the formatted text. False (logged) on error. Caller holds
+  // mutex_.
+  bool selectByValue(const char* format, const char* value, const std::string& quoted,
+                     SqliteTable* table);
   // Logs a failed statement as selectRows does, with the text it stands for.
   void logFailedSelect(const std::string& sql, int rc);
   // Counts the listed rows of `mode` (`format` logged on failure); -1 on error.
@@ -183,6 +190,7 @@ class MultiMediaDbConnector {
   std::unique_ptr<sqlite3, SqliteDeleter> db_;
   // The Browse statements, prepared on first use; released before db_.
   std::unique_ptr<ListingQueries> queries_;
+  std::unique_ptr<BoundStatements> bound_;  // the same for lookups by one value
   Records vImageObject_;
   Records vVideoObject_;
 };

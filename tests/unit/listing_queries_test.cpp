@@ -1,7 +1,6 @@
-// The prepared Browse statements against the formatted texts they stand
-// for: the same rows in the same order for every page, deep pages started
-// from marks included, and cached counts and marks that follow every change
-// of the file.
+// The prepared Browse statements and the bound lookups against the
+// formatted texts they stand for: the same rows in the same order for every page, deep pages
+// started from marks included, and cached counts and marks that follow every change of the file.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "bound_statements.h"
 #include "listing_queries.h"
 #include "media_schema.h"
 #include "sql_text.h"
@@ -267,6 +267,62 @@ TEST_F(ListingQueriesTest, SteppedTableMatchesGetTableCells) {
   EXPECT_TRUE(empty.hasResult());
   EXPECT_EQ(0, empty.rows());
   EXPECT_EQ(0, empty.columns());
+}
+
+TEST(BoundStatementsForm, OneQuotedValueBindsAndNamesItsTable) {
+  std::string sql;
+  std::string table;
+  ASSERT_TRUE(BoundStatements::bindableForm(sql_text::pathByUri(sql_text::kAudio), &sql, &table));
+  EXPECT_EQ("select FullPath from AudioTable where uri = ?1", sql);
+  EXPECT_EQ("AudioTable", table);
+  ASSERT_TRUE(BoundStatements::bindableForm(sql_text::kImageScreennail, &sql, &table));
+  EXPECT_EQ("ImageTable", table);
+  // Numbers or a second value keep the text form.
+  EXPECT_FALSE(
+      BoundStatements::bindableForm(sql_text::listedObjectById(sql_text::kImage), &sql, &table));
+  EXPECT_FALSE(BoundStatements::bindableForm(sql_text::kPageImages, &sql, &table));
+  EXPECT_FALSE(BoundStatements::bindableForm("select 1%c%c", &sql, &table));
+  EXPECT_FALSE(BoundStatements::bindableForm(nullptr, &sql, &table));
+}
+
+TEST_F(ListingQueriesTest, BoundLookupsEqualTheFormattedText) {
+  exec(db_.get(),
+       "insert into ImageTable (id, Title, class, date, size, FullPath, uri, Thumbnailuri) values "
+       "('1', 't', 1, ' ', 0, '/m/a.jpg', '/nuvmedia/1.jpg', '/nuvthumb/1.jpg'), "
+       "('2', 't', 1, ' ', 0, '/m/q\"uote.jpg', '/nuvmedia/q\"2.jpg', '/nuvthumb/2.jpg')");
+  BoundStatements bound(db_.get());
+  for (const char* format : {sql_text::pathByUri(sql_text::kImage), sql_text::kImageThumbnail}) {
+    for (const char* value : {"/nuvmedia/1.jpg", "/nuvmedia/q\"2.jpg", "/nuvthumb/1.jpg", "/no"}) {
+      SqliteTable byValue;
+      ASSERT_TRUE(bound.select(format, value, &byValue)) << value;
+      std::string quoted;
+      ASSERT_TRUE(sql_text::sqlValue(value, &quoted));
+      std::string sql;
+      sql_text::formatStatement(&sql, format, quoted.c_str(), 0, 0);
+      SqliteTable byText;
+      ASSERT_EQ(SQLITE_OK, byText.run(db_.get(), sql.c_str(), nullptr));
+      ASSERT_EQ(byText.rows(), byValue.rows()) << format << " " << value;
+      for (int row = 0; row < byText.rows(); ++row) {
+        for (int k = 0; k < byText.columns(); ++k)
+          EXPECT_STREQ(byText.cell(row, k), byValue.cell(row, k)) << value;
+      }
+    }
+  }
+}
+
+TEST_F(ListingQueriesTest, BoundLookupLeavesColumnNamesAndMissingTablesToTheText) {
+  BoundStatements bound(db_.get());
+  SqliteTable table;
+  // "uri" inside double quotes is the column: every row would match.
+  EXPECT_FALSE(bound.select(sql_text::pathByUri(sql_text::kImage), "uri", &table));
+  EXPECT_FALSE(bound.select(sql_text::pathByUri(sql_text::kImage), nullptr, &table));
+  const char* format = "select FullPath from LaterTable where uri = \"%s\"%c%c";
+  EXPECT_FALSE(bound.select(format, "/x", &table));
+  exec(db_.get(), "create table LaterTable (FullPath, uri)");
+  exec(db_.get(), "insert into LaterTable values ('/m/x', '/x')");
+  ASSERT_TRUE(bound.select(format, "/x", &table));
+  ASSERT_EQ(1, table.rows());
+  EXPECT_STREQ("/m/x", table.cell(0, 0));
 }
 
 }  // namespace
