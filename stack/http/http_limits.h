@@ -7,9 +7,17 @@
 
 namespace dmsstack {
 
-// Connections one profile serves at once (a thread each); more wait in the
-// listen queue. A camera has few clients; twenty downloads must fit.
+// Connections one profile serves at once; more wait in the listen queue. A
+// camera has few clients; twenty downloads must fit.
 constexpr unsigned int kMaxHttpConnections = 64;
+
+// Threads of one profile's pool, which serve all its connections with poll().
+// A camera has one or two cores, but handlers read and write the memory card
+// inside their callbacks: a few more threads than cores keep the other
+// clients served while one callback waits for the card. A handler that waits
+// for anything else (a frame, an answer made on another thread) holds no
+// thread: its connection is suspended meanwhile.
+constexpr unsigned int kHttpServerThreads = 4;
 
 // Connections from one client address at once.
 constexpr unsigned int kMaxHttpConnectionsPerClient = 32;
@@ -38,7 +46,8 @@ constexpr size_t kHttpSendBufferBytes = 12 * kHttpPieceBytes;
 
 // How long a request waits for a response, or a body for its next piece,
 // that a handler gives from another thread, before the connection is closed
-// (a client profile's request body: before its transfer fails).
+// (a client profile's request body: before its transfer fails). A server
+// request waits suspended, holding no thread.
 constexpr std::chrono::milliseconds kHttpHandlerWait{30000};
 
 // Consecutive empty pieces (without "last") a body may ask for before the

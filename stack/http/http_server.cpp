@@ -32,7 +32,9 @@ struct HttpProfile {
 
 namespace {
 
-// The profile whose connection this thread serves (a thread per connection).
+// The profile whose pool this thread belongs to, set by every callback: a
+// pool thread serves one profile's connections only, and cannot wait for
+// that profile's pool to stop.
 thread_local HttpProfile* tProfile = nullptr;
 
 eHTTPMessageType methodOf(const char* method) {
@@ -103,12 +105,23 @@ ssize_t readBody(void* cls, uint64_t, char* buffer, size_t max) {
   });
   if (n == -1) return MHD_CONTENT_READER_END_OF_STREAM;
   if (n < 0) return MHD_CONTENT_READER_END_WITH_ERROR;
+  // 0: the connection is suspended until the piece comes, so libmicrohttpd
+  // asks again then instead of spinning.
   return n;
 }
 
 void addHeader(MHD_Response* response, const std::string& name, const std::string& value) {
   if (MHD_add_response_header(response, name.c_str(), value.c_str()) != MHD_YES)
     NUVPrintf(NUV_LOG_ERROR, "[HTTP] response header \"%s\" refused", name.c_str());
+}
+
+// libmicrohttpd allocates and zeroes the body buffer with every response: a
+// thumbnail or a small range gets whole pieces enough for its length, not
+// the streaming size.
+size_t bodyBufferFor(const QueuedResponse& r) {
+  if (!r.lengthKnown || r.length >= kHttpSendBufferBytes) return kHttpSendBufferBytes;
+  const size_t pieces = (static_cast<size_t>(r.length) + kHttpPieceBytes - 1) / kHttpPieceBytes;
+  return (pieces > 0 ? pieces : 1) * kHttpPieceBytes;
 }
 
 MHD_Result queueResponse(MHD_Connection* mc, HttpConnection* c, const QueuedResponse& r) {
@@ -121,7 +134,7 @@ MHD_Result queueResponse(MHD_Connection* mc, HttpConnection* c, const QueuedResp
             : MHD_create_response_from_buffer(0, const_cast<char*>(""), MHD_RESPMEM_PERSISTENT);
   } else {
     response = MHD_create_response_from_callback(r.lengthKnown ? r.length : MHD_SIZE_UNKNOWN,
-                                                 kHttpSendBufferBytes, &readBody, c, nullptr);
+                                                 bodyBufferFor(r), &readBody, c, nullptr);
   }
   if (response == nullptr) return MHD_NO;
   int flags = MHD_RF_NONE;
@@ -140,18 +153,31 @@ MHD_Result queueResponse(MHD_Connection* mc, HttpConnection* c, const QueuedResp
   return result;
 }
 
-// Queues the handler's response, waiting up to `wait` for it; without one
-// the connection is closed unanswered.
-MHD_Result answer(MHD_Connection* mc, HttpConnection* c, std::chrono::milliseconds wait) {
+// Queues the handler's response. When it has not come and the handler still
+// holds the request, the connection is suspended until it comes (the access
+// callback then runs again); otherwise it is closed unanswered.
+MHD_Result answer(MHD_Connection* mc, HttpConnection* c) {
+  // A handler that let go of the request without answering will not answer.
+  const bool mayWait = !c->headerReleased->load();
   QueuedResponse response;
-  if (!c->takeResponse(&response, wait)) return MHD_NO;
-  return queueResponse(mc, c, response);
+  switch (c->takeResponse(&response, mayWait)) {
+    case HttpConnection::Answer::Ready:
+      return queueResponse(mc, c, response);
+    case HttpConnection::Answer::Later:
+      return MHD_YES;
+    case HttpConnection::Answer::Never:
+      break;
+  }
+  return MHD_NO;
 }
 
 MHD_Result beginRequest(HttpProfile* profile, MHD_Connection* mc, HttpConnection* c,
                         const char* method, const char* version) {
   c->started = true;
   c->local.owner = profile;
+  // Valid until the request ends: libmicrohttpd closes no suspended
+  // connection, and end() drops these before the request is gone.
+  c->setPause([mc] { MHD_suspend_connection(mc); }, [mc] { MHD_resume_connection(mc); });
   const MHD_ConnectionInfo* fd = MHD_get_connection_info(mc, MHD_CONNECTION_INFO_CONNECTION_FD);
   if (fd != nullptr) c->setSocket(fd->connect_fd);
 
@@ -201,12 +227,11 @@ MHD_Result beginRequest(HttpProfile* profile, MHD_Connection* mc, HttpConnection
   if (c->local.hasBody) {
     // Answered now (a refusal) or after the body's last piece.
     QueuedResponse early;
-    return c->takeResponse(&early, std::chrono::milliseconds(0)) ? queueResponse(mc, c, early)
-                                                                 : MHD_YES;
+    return c->takeResponse(&early, false) == HttpConnection::Answer::Ready
+               ? queueResponse(mc, c, early)
+               : MHD_YES;
   }
-  // A handler that let go of the request without answering will not answer.
-  const bool given_up = c->headerReleased->load();
-  return answer(mc, c, given_up ? std::chrono::milliseconds(0) : kHttpHandlerWait);
+  return answer(mc, c);
 }
 
 MHD_Result onAccess(void* cls, MHD_Connection* mc, const char*, const char* method,
@@ -220,6 +245,8 @@ MHD_Result onAccess(void* cls, MHD_Connection* mc, const char*, const char* meth
     *uploadSize = 0;
     return MHD_YES;
   }
+  // Resumed while waiting for the response.
+  if (!c->local.hasBody) return answer(mc, c);
   const stNUVHTTPCallbacks& cb = profile->callbacks;
   const auto method_type = static_cast<eHTTPMessageType>(c->local.method);
   const auto http_version = static_cast<eHTTPVersion>(c->local.version);
@@ -240,8 +267,7 @@ MHD_Result onAccess(void* cls, MHD_Connection* mc, const char*, const char* meth
   }
   // A handler that let go of the request answers during the last piece or
   // not at all.
-  const bool given_up = c->headerReleased->load();
-  return answer(mc, c, given_up ? std::chrono::milliseconds(0) : kHttpHandlerWait);
+  return answer(mc, c);
 }
 
 void* onUri(void* cls, const char* uri, MHD_Connection*) {
@@ -300,17 +326,25 @@ int HttpServer::startProfile(const stNUVHTTPCallbacks& callbacks, const std::str
     std::lock_guard<std::mutex> lock(mutex_);
     profile->handle = nextProfile_++;
   }
-  const unsigned int flags = MHD_USE_THREAD_PER_CONNECTION | MHD_USE_INTERNAL_POLLING_THREAD |
-                             MHD_USE_POLL | MHD_USE_ERROR_LOG;
+  // A bounded pool; a request that waits for its handler is suspended rather
+  // than holding a thread of it. poll() rather than epoll: the edge-triggered
+  // epoll of libmicrohttpd 0.9.75 loses a client's close that comes with the
+  // last bytes read, so an upload cut off halfway would stay open (its
+  // partial file with it) until the idle timeout. A pool thread polls at
+  // most a few dozen descriptors.
+  const unsigned int flags =
+      MHD_USE_POLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
+  HandlerDeadlines::instance().acquire();
   profile->daemon = MHD_start_daemon(
       flags, static_cast<uint16_t>(port), nullptr, nullptr, &onAccess, profile.get(),
       MHD_OPTION_EXTERNAL_LOGGER, &onLog, nullptr, MHD_OPTION_SOCK_ADDR, &bind,
-      MHD_OPTION_CONNECTION_LIMIT, kMaxHttpConnections, MHD_OPTION_PER_IP_CONNECTION_LIMIT,
-      kMaxHttpConnectionsPerClient, MHD_OPTION_CONNECTION_TIMEOUT, kHttpIdleTimeoutSeconds,
-      MHD_OPTION_CONNECTION_MEMORY_LIMIT, kHttpConnectionMemoryBytes, MHD_OPTION_NOTIFY_COMPLETED,
-      &onCompleted, profile.get(), MHD_OPTION_URI_LOG_CALLBACK, &onUri, profile.get(),
-      MHD_OPTION_END);
+      MHD_OPTION_THREAD_POOL_SIZE, kHttpServerThreads, MHD_OPTION_CONNECTION_LIMIT,
+      kMaxHttpConnections, MHD_OPTION_PER_IP_CONNECTION_LIMIT, kMaxHttpConnectionsPerClient,
+      MHD_OPTION_CONNECTION_TIMEOUT, kHttpIdleTimeoutSeconds, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+      kHttpConnectionMemoryBytes, MHD_OPTION_NOTIFY_COMPLETED, &onCompleted, profile.get(),
+      MHD_OPTION_URI_LOG_CALLBACK, &onUri, profile.get(), MHD_OPTION_END);
   if (profile->daemon == nullptr) {
+    HandlerDeadlines::instance().release();
     NUVPrintf(NUV_LOG_ERROR, "[HTTP] cannot listen on %s:%d", address.c_str(), port);
     return 0;
   }
@@ -332,17 +366,26 @@ bool HttpServer::stopProfile(int handle) {
     if (it == profiles_.end()) return false;
     profile = it->second;
     profiles_.erase(it);
+    // Set before the requests are gathered: one that starts later is refused
+    // by its first callback, so none is left suspended (which libmicrohttpd
+    // cannot stop).
+    profile->stopping.store(true);
     for (const auto& entry : connections_) {
       if (entry.second->profile() == handle) live.push_back(entry.second);
     }
   }
-  profile->stopping.store(true);
+  // Resumes the suspended ones: they end as the daemon stops.
   for (const auto& c : live) c->cancel();
-  if (tProfile == profile.get()) {
-    // A thread cannot join itself: the daemon is stopped just after.
-    std::thread([profile] { MHD_stop_daemon(profile->daemon); }).detach();
-  } else {
+  const auto stop = [profile] {
     MHD_stop_daemon(profile->daemon);
+    HandlerDeadlines::instance().release();
+  };
+  if (tProfile == profile.get()) {
+    // A thread of the pool cannot wait for the pool: the daemon is stopped
+    // just after.
+    std::thread(stop).detach();
+  } else {
+    stop();
   }
   NUVPrintf(NUV_LOG_INFO, "[HTTP] profile %d stopped", handle);
   return true;

@@ -1,6 +1,9 @@
 // The stack's HTTP server profiles on libmicrohttpd: one daemon per profile
-// and bound address, a thread per connection, and the registry of profiles
-// and requests that the exported NUVHTTP... functions reach (http_api.cpp).
+// and bound address, each served by a small pool of threads
+// (kHttpServerThreads) that none of its requests holds while it waits for
+// its handler (the request is suspended meanwhile), and the registry of
+// profiles and requests that the exported NUVHTTP... functions reach
+// (http_api.cpp).
 //
 // Thread safety: every member may be called from any thread. No lock of the
 // server is held while a callback of the media server runs.

@@ -12,10 +12,13 @@
  * connection identifier (> 0) names one request on it, from its header to
  * the end of its response; with keep-alive a socket carries several in turn.
  *
- * Threads: every callback of a profile runs on the thread of the connection
- * it is about (one thread per connection), never with a lock of the stack
- * held, so a handler may block in it. The callbacks of one connection never
- * overlap. Every function here may be called from any thread.
+ * Threads: every callback of a profile runs on one of the profile's pool
+ * threads (always the same one for a given connection), never with a lock
+ * of the stack held. A callback must not block for long: it holds up the
+ * other connections of its thread. A handler that must wait answers later,
+ * from any thread; the request waits without holding a thread. The
+ * callbacks of one connection never overlap. Every function here may be
+ * called from any thread.
  *
  * Flow of one request:
  *   7 connect, then 5 request header (the handler answers with

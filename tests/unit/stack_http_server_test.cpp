@@ -2,8 +2,16 @@
 // handler through the eight callbacks and exercised with curl on 127.0.0.1:
 // the order of the notifications, the body pulled one piece per "response
 // sent", pieces sent later from another thread, unanswered requests, request
-// bodies, access control, and stopping a profile or one request.
+// bodies, access control, and stopping a profile or one request. Requests
+// whose handler answers late wait suspended: more of them than the profile
+// has threads are all served, and the wait bound, cancels and stops reach
+// them.
+#include <arpa/inet.h>
+#include <dirent.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -12,12 +20,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "device.h"
+#include "http_connection.h"
+#include "http_limits.h"
 #include "nuv_dms.h"
 #include "nuv_http.h"
 
@@ -32,8 +45,30 @@ enum class Mode {
   Upload,
   UploadUnanswered,
   CacheControl,
-  Http10
+  Http10,
+  AnswerLater,  // the response comes from another thread after callback 5 returned
+  UploadLater   // the same after an upload's last piece
 };
+
+// Requests to "/withhold" are kept unanswered until the test answers them;
+// those to "/stall" get their response at once but their body pieces only
+// from the test; one to "/stop" stops its own profile from callback 5.
+struct Held {
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::vector<std::pair<int, stNUVAppList*>> withheld;  // connection, its header list
+  std::set<int> stalled;
+  int stallAsks = 0;
+  void add(int connection, stNUVAppList* list) {
+    std::lock_guard<std::mutex> lock(mutex);
+    withheld.emplace_back(connection, list);
+    changed.notify_all();
+  }
+};
+Held gHeld;
+constexpr size_t kStallBytes = 2 * 20480;
+std::mutex gUploadMutex;
+std::map<int, stNUVAppList*> gUploadLists;  // UploadLater: kept until answered
 
 struct Events {
   std::mutex mutex;
@@ -56,6 +91,31 @@ std::atomic<Mode> gMode{Mode::Serve};
 std::mutex gBodyMutex;
 std::shared_ptr<const std::string> gBodyText;
 std::atomic<size_t> gSent{0};
+
+// Threads the test handler starts to answer later; each test waits for them
+// before it ends.
+std::mutex gHelperMutex;
+std::condition_variable gHelperDone;
+int gHelpers = 0;  // guarded by gHelperMutex
+
+template <typename Work>
+void startHelper(Work work) {
+  {
+    std::lock_guard<std::mutex> lock(gHelperMutex);
+    ++gHelpers;
+  }
+  std::thread([work] {
+    work();
+    std::lock_guard<std::mutex> lock(gHelperMutex);
+    --gHelpers;
+    gHelperDone.notify_all();
+  }).detach();
+}
+
+bool waitForHelpers() {
+  std::unique_lock<std::mutex> lock(gHelperMutex);
+  return gHelperDone.wait_for(lock, std::chrono::seconds(10), [] { return gHelpers == 0; });
+}
 
 void setBody(std::string text) {
   std::lock_guard<std::mutex> lock(gBodyMutex);
@@ -88,11 +148,61 @@ void sendNextPiece(int profile, int connection) {
                     gSent.load() == text->size() ? 1 : 0);
 }
 
+// Answers a request from another thread once callback 5 has returned.
+void answerLater(int profile, int connection, stNUVAppList* list, bool head) {
+  startHelper([profile, connection, list, head] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    gEvents->add("answering " + std::to_string(connection));
+    NUVHTTPResponseHeaderInfo* r =
+        newResponse(200, "application/octet-stream", std::to_string(body()->size()));
+    NUVHTTPSendResponse(profile, connection, r, head ? 1 : 0);
+    FreeResponseHeader(r);
+    NUVHTTPReleaseHeaderInfo(list);
+  });
+}
+
+// Returns true when the target is one of the held ones (see Held).
+bool holdRequest(int profile, int connection, stNUVAppList* list, const std::string& target) {
+  if (target == "/withhold") {
+    gHeld.add(connection, list);
+    return true;
+  }
+  if (target == "/stall") {
+    {
+      std::lock_guard<std::mutex> lock(gHeld.mutex);
+      gHeld.stalled.insert(connection);
+    }
+    NUVHTTPReleaseHeaderInfo(list);
+    NUVHTTPResponseHeaderInfo* r = newResponse(200, "text/plain", std::to_string(kStallBytes));
+    NUVHTTPSendResponse(profile, connection, r, 0);
+    FreeResponseHeader(r);
+    return true;
+  }
+  if (target == "/stop") {
+    NUVHTTPReleaseHeaderInfo(list);
+    gEvents->add(std::string("stopped ") +
+                 (NUVHTTPStopHTTPProfile(profile, NUV_HTTP_ALL_CONNECTIONS) == 0 ? "0" : "1"));
+    return true;
+  }
+  return false;
+}
+
 void onHeader(int profile, int connection, stNUVAppList* list, int) {
   NUVHTTPRequestHeaderInfo* info = nullptr;
   NUVHTTPGetRequestHeaderInfo(list, &info);
   gEvents->add("header " + std::to_string(connection) + " " + info->methodName + " " +
                info->target);
+  if (holdRequest(profile, connection, list, info->target)) return;
+  if (gMode == Mode::AnswerLater) {
+    answerLater(profile, connection, list, info->method == NUV_HTTP_HEAD);
+    gEvents->add("returned " + std::to_string(connection));
+    return;
+  }
+  if (gMode == Mode::UploadLater) {
+    std::lock_guard<std::mutex> lock(gUploadMutex);
+    gUploadLists[connection] = list;
+    return;
+  }
   if (gMode == Mode::Unanswered || gMode == Mode::Upload || gMode == Mode::UploadUnanswered) {
     NUVHTTPReleaseHeaderInfo(list);
     return;
@@ -108,14 +218,22 @@ void onHeader(int profile, int connection, stNUVAppList* list, int) {
 
 void onSent(int profile, int connection, int) {
   {
+    std::lock_guard<std::mutex> lock(gHeld.mutex);
+    if (gHeld.stalled.count(connection) > 0) {
+      ++gHeld.stallAsks;
+      gHeld.changed.notify_all();
+      return;
+    }
+  }
+  {
     std::lock_guard<std::mutex> lock(gEvents->mutex);
     ++gEvents->piecesAsked;
   }
   if (gMode == Mode::ServeLater) {
-    std::thread([profile, connection] {
+    startHelper([profile, connection] {
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
       sendNextPiece(profile, connection);
-    }).detach();
+    });
   } else if (gMode == Mode::OnePiece) {
     const auto text = body();
     gSent = text->size();
@@ -134,6 +252,19 @@ void onPayload(int profile, int connection, eHTTPVersion, int length, eHTTPMessa
   if (!last) return;
   gEvents->add("last " + std::to_string(connection));
   if (gMode == Mode::UploadUnanswered) return;
+  if (gMode == Mode::UploadLater) {
+    startHelper([profile, connection] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      NUVHTTPResponseHeaderInfo* r = newResponse(200, "text/plain", "");
+      gEvents->add(std::string("answered ") +
+                   (NUVHTTPSendResponse(profile, connection, r, 1) == 0 ? "0" : "1"));
+      FreeResponseHeader(r);
+      std::lock_guard<std::mutex> lock(gUploadMutex);
+      NUVHTTPReleaseHeaderInfo(gUploadLists[connection]);
+      gUploadLists.erase(connection);
+    });
+    return;
+  }
   NUVHTTPResponseHeaderInfo* r = newResponse(200, "text/plain", "");
   NUVHTTPSendResponse(profile, connection, r, 1);
   FreeResponseHeader(r);
@@ -144,6 +275,7 @@ void onException(int, int connection, eExceptionType type) {
   if (type == NUV_HTTP_EXCEPTION_SOCKET_CLOSED) {
     std::lock_guard<std::mutex> lock(gEvents->mutex);
     ++gEvents->exceptions6;
+    gEvents->changed.notify_all();
   }
 }
 
@@ -187,9 +319,108 @@ class StackHttpServer : public ::testing::Test {
   }
   void TearDown() override {
     NUVHTTPStopHTTPProfile(profile_, NUV_HTTP_ALL_CONNECTIONS);
+    EXPECT_TRUE(waitForHelpers());
     NUVHTTPFreeConnectionInfo(info_);
+    dmsstack::setHandlerWaitForTest(dmsstack::kHttpHandlerWait);
+    std::lock_guard<std::mutex> lock(gHeld.mutex);
+    for (const auto& held : gHeld.withheld) NUVHTTPReleaseHeaderInfo(held.second);
+    gHeld.withheld.clear();
+    gHeld.stalled.clear();
+    gHeld.stallAsks = 0;
     gEvents = nullptr;
   }
+
+  // Threads of this process.
+  static int liveThreads() {
+    DIR* dir = opendir("/proc/self/task");
+    int n = 0;
+    while (dir != nullptr && readdir(dir) != nullptr) ++n;
+    if (dir != nullptr) closedir(dir);
+    return n - 2;  // "." and ".."
+  }
+
+  // A raw GET of `target` on its own connection; its socket, or -1.
+  int openRequest(const std::string& target) {
+    const int s = socket(AF_INET, SOCK_STREAM, 0);
+    if (s < 0) return -1;
+    timeval limit{20, 0};
+    setsockopt(s, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(static_cast<uint16_t>(port_));
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const std::string request = "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
+    if (connect(s, reinterpret_cast<sockaddr*>(&to), sizeof to) != 0 ||
+        send(s, request.data(), request.size(), 0) != static_cast<ssize_t>(request.size())) {
+      close(s);
+      return -1;
+    }
+    return s;
+  }
+
+  // Everything the server sends until it closes (or 20 s pass); closes `s`.
+  static std::string readAll(int s) {
+    std::string got;
+    char buffer[65536];
+    ssize_t n;
+    while ((n = recv(s, buffer, sizeof buffer, 0)) > 0) got.append(buffer, static_cast<size_t>(n));
+    close(s);
+    return got;
+  }
+
+  // Waits until `count` requests are withheld; their connections.
+  std::vector<int> waitForWithheld(size_t count) {
+    std::unique_lock<std::mutex> lock(gHeld.mutex);
+    gHeld.changed.wait_for(lock, std::chrono::seconds(10),
+                           [&] { return gHeld.withheld.size() >= count; });
+    std::vector<int> connections;
+    for (const auto& held : gHeld.withheld) connections.push_back(held.first);
+    return connections;
+  }
+
+  // Answers every withheld request (200, no body) and lets go of it.
+  void answerWithheld() {
+    std::lock_guard<std::mutex> lock(gHeld.mutex);
+    for (const auto& held : gHeld.withheld) {
+      NUVHTTPResponseHeaderInfo* r = newResponse(200, "text/plain", "");
+      EXPECT_EQ(NUVHTTPSendResponse(profile_, held.first, r, 1), 0);
+      FreeResponseHeader(r);
+      NUVHTTPReleaseHeaderInfo(held.second);
+    }
+    gHeld.withheld.clear();
+  }
+
+  bool waitForStallAsks(int count) {
+    std::unique_lock<std::mutex> lock(gHeld.mutex);
+    return gHeld.changed.wait_for(lock, std::chrono::seconds(10),
+                                  [&] { return gHeld.stallAsks >= count; });
+  }
+
+  std::vector<int> stalled() {
+    std::lock_guard<std::mutex> lock(gHeld.mutex);
+    return std::vector<int>(gHeld.stalled.begin(), gHeld.stalled.end());
+  }
+
+  // The exceptions raised for `connection`, in order ("2 6").
+  std::string exceptionsOf(int connection) {
+    std::string out;
+    const std::string prefix = "exception " + std::to_string(connection) + " ";
+    for (const auto& line : log()) {
+      if (line.rfind(prefix, 0) != 0) continue;
+      out += (out.empty() ? "" : " ") + line.substr(prefix.size());
+    }
+    return out;
+  }
+
+  // Where `line` first shows in the log, or -1.
+  long indexOf(const std::string& line) {
+    const auto lines = log();
+    for (size_t i = 0; i < lines.size(); ++i)
+      if (lines[i] == line) return static_cast<long>(i);
+    return -1;
+  }
+
+  std::string base() const { return "http://127.0.0.1:" + std::to_string(port_); }
 
   // curl's body; `code` receives the status (0 when no response came).
   std::string curl(const std::string& args, int* code = nullptr) {
@@ -366,6 +597,9 @@ TEST_F(StackHttpServer, StoppingOneRequestCutsItsBody) {
   client.join();
   ASSERT_TRUE(waitFor(1));
   EXPECT_LT(gSent.load(), body()->size());
+  // A piece asked for just before the stop may still be on its way: it
+  // must not count against the next request's body.
+  ASSERT_TRUE(waitForHelpers());
   gSent = 0;
   setBody(std::string(1000, 'r'));
   EXPECT_EQ(curl(url_), *body()) << "the profile still serves";
@@ -387,6 +621,212 @@ TEST_F(StackHttpServer, StoppingTheProfileEndsItsRequestsFirst) {
   client.join();
   EXPECT_EQ(NUVHTTPGetProfilePort(profile_), -1);
   EXPECT_NE(NUVHTTPStopHTTPProfile(profile_, NUV_HTTP_ALL_CONNECTIONS), 0) << "already stopped";
+}
+
+TEST_F(StackHttpServer, AResponseQueuedLaterFromAnotherThreadIsSent) {
+  gMode = Mode::AnswerLater;
+  int code = 0;
+  EXPECT_TRUE(curl(url_, &code) == *body());
+  EXPECT_EQ(code, 200);
+  ASSERT_TRUE(waitFor(1));
+  int connection = 0;
+  for (const auto& line : log())
+    if (line.rfind("connect ", 0) == 0) connection = atoi(line.c_str() + 8);
+  const std::string id = std::to_string(connection);
+  ASSERT_GE(indexOf("returned " + id), 0);
+  EXPECT_LT(indexOf("returned " + id), indexOf("answering " + id))
+      << "callback 5 returned before the response came";
+  EXPECT_EQ(exceptionsOf(connection), "6");
+
+  const std::string headers = run("curl -s --noproxy '*' -m 20 -I " + url_);
+  EXPECT_NE(headers.find("Content-Length: 100000\r\n"), std::string::npos) << headers;
+  ASSERT_TRUE(waitFor(2));
+  EXPECT_EQ(pieces(), 5) << "the HEAD asked for no piece";
+}
+
+TEST_F(StackHttpServer, SlowRequestsBeyondThePoolSizeHoldNoThread) {
+  constexpr size_t kSlow = 16;
+  static_assert(kSlow > dmsstack::kHttpServerThreads, "more requests than threads");
+  const int threadsServing = liveThreads();
+  std::vector<int> sockets;
+  for (size_t i = 0; i < kSlow; ++i) sockets.push_back(openRequest("/withhold"));
+  for (int s : sockets) ASSERT_GE(s, 0);
+  ASSERT_EQ(waitForWithheld(kSlow).size(), kSlow) << "every request reached its handler";
+  EXPECT_LT(liveThreads() - threadsServing, 4) << "no thread per request";
+  int code = 0;
+  EXPECT_TRUE(curl(url_, &code) == *body()) << "served while all the others wait";
+  EXPECT_EQ(code, 200);
+  EXPECT_EQ(closed(), 1) << "the withheld ones are still open";
+  answerWithheld();
+  for (int s : sockets) {
+    const std::string reply = readAll(s);
+    EXPECT_EQ(reply.rfind("HTTP/1.1 200", 0), 0u) << reply;
+  }
+  EXPECT_TRUE(waitFor(kSlow + 1));
+}
+
+TEST_F(StackHttpServer, BodiesWhosePiecesComeLateHoldNoThread) {
+  constexpr int kStalls = 8;
+  std::vector<int> sockets;
+  for (int i = 0; i < kStalls; ++i) sockets.push_back(openRequest("/stall"));
+  for (int s : sockets) ASSERT_GE(s, 0);
+  ASSERT_TRUE(waitForStallAsks(kStalls)) << "each body asked for its first piece";
+  int code = 0;
+  EXPECT_TRUE(curl(url_, &code) == *body()) << "served while the bodies wait";
+  EXPECT_EQ(code, 200);
+  const std::string half(kStallBytes / 2, 'h');
+  std::vector<std::thread> senders;
+  for (int connection : stalled()) {
+    senders.emplace_back([this, connection, &half] {
+      EXPECT_EQ(
+          NUVHTTPSendPacket(profile_, connection, half.data(), static_cast<int>(half.size()), 0),
+          0);
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      EXPECT_EQ(
+          NUVHTTPSendPacket(profile_, connection, half.data(), static_cast<int>(half.size()), 1),
+          0);
+    });
+  }
+  for (auto& t : senders) t.join();
+  for (int s : sockets) {
+    const std::string reply = readAll(s);
+    const size_t split = reply.find("\r\n\r\n");
+    ASSERT_NE(split, std::string::npos) << reply;
+    EXPECT_EQ(reply.substr(split + 4), half + half);
+  }
+  EXPECT_TRUE(waitFor(kStalls + 1));
+  for (int connection : stalled()) EXPECT_EQ(exceptionsOf(connection), "6");
+}
+
+TEST_F(StackHttpServer, CancellingARequestThatWaitsForItsResponseClosesIt) {
+  const int s = openRequest("/withhold");
+  ASSERT_GE(s, 0);
+  const std::vector<int> held = waitForWithheld(1);
+  ASSERT_EQ(held.size(), 1u);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(NUVHTTPStopHTTPProfile(profile_, held[0]), 0);
+  EXPECT_EQ(readAll(s), "") << "closed unanswered";
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  ASSERT_TRUE(waitFor(1));
+  EXPECT_EQ(exceptionsOf(held[0]), "6");
+  NUVHTTPResponseHeaderInfo* r = newResponse(200, "text/plain", "");
+  EXPECT_NE(NUVHTTPSendResponse(profile_, held[0], r, 1), 0) << "the request has ended";
+  FreeResponseHeader(r);
+  EXPECT_EQ(curl(url_), *body()) << "the profile still serves";
+}
+
+TEST_F(StackHttpServer, CancellingABodyThatWaitsForItsPieceCutsIt) {
+  const int s = openRequest("/stall");
+  ASSERT_GE(s, 0);
+  ASSERT_TRUE(waitForStallAsks(1));
+  const int connection = stalled().at(0);
+  EXPECT_EQ(NUVHTTPStopHTTPProfile(profile_, connection), 0);
+  const std::string reply = readAll(s);
+  EXPECT_EQ(reply.rfind("HTTP/1.1 200", 0), 0u) << reply;
+  EXPECT_EQ(reply.substr(reply.find("\r\n\r\n") + 4), "") << "no byte of the body";
+  ASSERT_TRUE(waitFor(1));
+  EXPECT_EQ(exceptionsOf(connection), "2 6");
+}
+
+TEST_F(StackHttpServer, AResponseThatNeverComesIsClosedAfterTheWaitBound) {
+  dmsstack::setHandlerWaitForTest(std::chrono::milliseconds(300));
+  const auto start = std::chrono::steady_clock::now();
+  int code = -1;
+  curl(base() + "/withhold", &code);
+  EXPECT_EQ(code, 0) << "no response";
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+  ASSERT_TRUE(waitFor(1));
+  EXPECT_EQ(exceptionsOf(waitForWithheld(1).at(0)), "6");
+}
+
+TEST_F(StackHttpServer, APieceThatNeverComesEndsTheBodyAfterTheWaitBound) {
+  dmsstack::setHandlerWaitForTest(std::chrono::milliseconds(300));
+  const auto start = std::chrono::steady_clock::now();
+  const int s = openRequest("/stall");
+  ASSERT_GE(s, 0);
+  const std::string reply = readAll(s);
+  EXPECT_EQ(reply.rfind("HTTP/1.1 200", 0), 0u) << reply;
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+  ASSERT_TRUE(waitFor(1));
+  EXPECT_EQ(exceptionsOf(stalled().at(0)), "2 6");
+}
+
+TEST_F(StackHttpServer, AnUploadAnsweredLaterFromAnotherThreadGetsItsResponse) {
+  gMode = Mode::UploadLater;
+  const std::string data(300000, 'u');
+  const std::string file = "/tmp/stack_http_upload_later_" + std::to_string(getpid());
+  FILE* f = fopen(file.c_str(), "wb");
+  ASSERT_NE(f, nullptr);
+  fwrite(data.data(), 1, data.size(), f);
+  fclose(f);
+  int code = 0;
+  curl("--data-binary @" + file + " " + url_, &code);
+  std::remove(file.c_str());
+  EXPECT_EQ(code, 200);
+  ASSERT_TRUE(waitFor(1));
+  EXPECT_TRUE(uploaded() == data);
+  EXPECT_GE(indexOf("answered 0"), 0);
+}
+
+TEST_F(StackHttpServer, AnUploadCutOffHalfwayEndsAtOnce) {
+  gMode = Mode::Upload;
+  const int s = socket(AF_INET, SOCK_STREAM, 0);
+  ASSERT_GE(s, 0);
+  sockaddr_in to{};
+  to.sin_family = AF_INET;
+  to.sin_port = htons(static_cast<uint16_t>(port_));
+  to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(connect(s, reinterpret_cast<sockaddr*>(&to), sizeof to), 0);
+  const std::string head =
+      "POST /x HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 10485760\r\n\r\n";
+  ASSERT_EQ(send(s, head.data(), head.size(), 0), static_cast<ssize_t>(head.size()));
+  const std::string piece(65536, 'c');
+  for (int i = 0; i < 16; ++i)
+    ASSERT_EQ(send(s, piece.data(), piece.size(), 0), static_cast<ssize_t>(piece.size()));
+  close(s);
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(waitFor(1)) << "the exchange ends with exception 6; uploaded " << uploaded().size();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_EQ(uploaded(), std::string(16 * piece.size(), 'c')) << "every piece sent was delivered";
+  for (const auto& line : log()) EXPECT_NE(line.rfind("last ", 0), 0u) << "no last piece";
+}
+
+TEST_F(StackHttpServer, StoppingTheProfileEndsTheRequestsThatWait) {
+  std::vector<int> sockets;
+  for (int i = 0; i < 3; ++i) sockets.push_back(openRequest("/withhold"));
+  for (int i = 0; i < 2; ++i) sockets.push_back(openRequest("/stall"));
+  ASSERT_EQ(waitForWithheld(3).size(), 3u);
+  ASSERT_TRUE(waitForStallAsks(2));
+  EXPECT_EQ(NUVHTTPStopHTTPProfile(profile_, NUV_HTTP_ALL_CONNECTIONS), 0);
+  EXPECT_EQ(closed(), 5) << "before the stop returned";
+  for (int connection : waitForWithheld(3)) EXPECT_EQ(exceptionsOf(connection), "0 6");
+  for (int connection : stalled()) EXPECT_EQ(exceptionsOf(connection), "0 6");
+  for (int s : sockets) readAll(s);
+}
+
+TEST_F(StackHttpServer, StoppingTheProfileFromItsOwnCallbackEndsTheRequestsThatWait) {
+  std::vector<int> sockets;
+  for (int i = 0; i < 2; ++i) sockets.push_back(openRequest("/withhold"));
+  sockets.push_back(openRequest("/stall"));
+  ASSERT_EQ(waitForWithheld(2).size(), 2u);
+  ASSERT_TRUE(waitForStallAsks(1));
+  int code = -1;
+  curl(base() + "/stop", &code);
+  EXPECT_EQ(code, 0) << "no response";
+  ASSERT_TRUE(waitFor(4)) << "every request ended just after";
+  EXPECT_GE(indexOf("stopped 0"), 0) << testing::PrintToString(log());
+  for (int connection : waitForWithheld(2)) EXPECT_EQ(exceptionsOf(connection), "0 6");
+  for (int s : sockets) readAll(s);
+  EXPECT_EQ(NUVHTTPGetProfilePort(profile_), -1);
+  bool refused = false;
+  for (int i = 0; i < 1000 && !refused; ++i) {
+    const int s = openRequest("/x");
+    refused = s < 0;
+    if (s >= 0) close(s);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_TRUE(refused) << "the daemon stopped listening";
 }
 
 TEST(StackHttpStart, BadArgumentsAndMissingInterfaces) {
