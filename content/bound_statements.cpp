@@ -48,9 +48,7 @@ bool BoundStatements::select(const char* format, const char* value, SqliteTable*
   Entry& entry = entryFor(format);
   if (!entry.bindable) return false;
   // Inside double quotes a column's name is the column, not the text.
-  if (sqlite3_table_column_metadata(db_, "main", entry.table.c_str(), value, nullptr, nullptr,
-                                    nullptr, nullptr, nullptr) == SQLITE_OK)
-    return false;
+  if (namesColumn(db_, entry.table.c_str(), value)) return false;
   sqlite3_stmt* s = entry.statement.get();
   sqlite3_clear_bindings(s);
   if (sqlite3_bind_text(s, 1, value, -1, SQLITE_TRANSIENT) != SQLITE_OK) return false;

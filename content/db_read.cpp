@@ -87,21 +87,23 @@ DMSCDSList* MultiMediaDbConnector::recordsOf(unsigned int mode, const SqliteTabl
 DMSCDSList* MultiMediaDbConnector::GetListedItem(unsigned int mode, DMSAppString* id) {
   if (!sql_text::validMode(mode)) return nullptr;
   std::string quoted;
-  std::string sql;
-  if (!sql_text::sqlValue(text_util::textOf(id), &quoted) ||
-      !sql_text::formatStatement(&sql, sql_text::listedObjectById(mode), kShared, quoted.c_str(), 0,
-                                 0)) {
-    return nullptr;
-  }
+  if (!sql_text::sqlValue(text_util::textOf(id), &quoted)) return nullptr;
+  // The text is made only where it runs or is logged.
+  const auto text = [&] {
+    std::string sql;
+    sql_text::formatStatement(&sql, sql_text::listedObjectById(mode), kShared, quoted.c_str(), 0,
+                              0);
+    return sql;
+  };
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (!connected_) return nullptr;
   SqliteTable table;
   ListingQueries* prepared = queries();
   const char* idText = text_util::textOf(id);
   if (prepared == nullptr || prepared->idReadsAsColumn(mode, idText)) {
-    if (!selectRows(sql, &table)) return nullptr;
+    if (!selectRows(text(), &table)) return nullptr;
   } else if (const int rc = prepared->listedById(mode, kShared, idText, &table)) {
-    logFailedSelect(sql, rc);
+    logFailedSelect(text(), rc);
     return nullptr;
   }
   if (!table.hasResult()) return nullptr;
@@ -109,33 +111,27 @@ DMSCDSList* MultiMediaDbConnector::GetListedItem(unsigned int mode, DMSAppString
   return recordsOf(mode, table, table.rows() > 0 ? 1 : 0);
 }
 
-int MultiMediaDbConnector::countListed(unsigned int mode, const std::string& sql) {
+int MultiMediaDbConnector::countListed(unsigned int mode) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (!connected_) return -1;
   ListingQueries* prepared = queries();
   int value = -1;
   const int rc = prepared != nullptr ? prepared->count(mode, kShared, &value) : SQLITE_NOMEM;
-  if (rc != SQLITE_OK) {
-    logFailedSelect(sql, rc);
-    return -1;
+  if (rc == SQLITE_OK) return value;
+  std::string sql;
+  if (mode == sql_text::kAudio) {
+    sql_text::formatStatement(&sql, sql_text::kCountAudio, 0, 0);
+  } else {
+    sql_text::formatStatement(
+        &sql, mode == sql_text::kImage ? sql_text::kCountImages : sql_text::kCountVideos, kShared,
+        0, 0);
   }
-  return value;
+  logFailedSelect(sql, rc);
+  return -1;
 }
 
-int MultiMediaDbConnector::GetTotalImageItem() {
-  std::string sql;
-  if (!sql_text::formatStatement(&sql, sql_text::kCountImages, kShared, 0, 0)) return -1;
-  return countListed(sql_text::kImage, sql);
-}
+int MultiMediaDbConnector::GetTotalImageItem() { return countListed(sql_text::kImage); }
 
-int MultiMediaDbConnector::GetTotalAudioItem() {
-  std::string sql;
-  if (!sql_text::formatStatement(&sql, sql_text::kCountAudio, 0, 0)) return -1;
-  return countListed(sql_text::kAudio, sql);
-}
+int MultiMediaDbConnector::GetTotalAudioItem() { return countListed(sql_text::kAudio); }
 
-int MultiMediaDbConnector::GetTotalVideoItem() {
-  std::string sql;
-  if (!sql_text::formatStatement(&sql, sql_text::kCountVideos, kShared, 0, 0)) return -1;
-  return countListed(sql_text::kVideo, sql);
-}
+int MultiMediaDbConnector::GetTotalVideoItem() { return countListed(sql_text::kVideo); }

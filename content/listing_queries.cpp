@@ -209,7 +209,5 @@ int ListingQueries::listedById(unsigned int mode, int share, const char* id, Sql
 
 bool ListingQueries::idReadsAsColumn(unsigned int mode, const char* id) const {
   if (!sql_text::validMode(mode) || id == nullptr) return false;
-  // Also true for "rowid", "oid" and "_rowid_".
-  return sqlite3_table_column_metadata(db_, "main", kKinds[mode - 1].table, id, nullptr, nullptr,
-                                       nullptr, nullptr, nullptr) == SQLITE_OK;
+  return namesColumn(db_, kKinds[mode - 1].table, id);
 }

@@ -165,8 +165,8 @@ class MultiMediaDbConnector {
                      SqliteTable* table);
   // Logs a failed statement as selectRows does, with the text it stands for.
   void logFailedSelect(const std::string& sql, int rc);
-  // Counts the listed rows of `mode` (`format` logged on failure); -1 on error.
-  int countListed(unsigned int mode, const std::string& format);
+  // Counts the listed rows of `mode`; -1 (the count's text logged) on error.
+  int countListed(unsigned int mode);
   DMSCDSList* readPage(unsigned int mode, int start, int count);
   // A record list of kind `mode` with the first `rows` rows of `table`;
   // null when a record cannot be made.

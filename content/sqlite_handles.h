@@ -19,6 +19,13 @@ struct SqliteMessageFree {
 };
 using SqliteMessage = std::unique_ptr<char, SqliteMessageFree>;
 
+// Whether `name` is a column of `table` (rowid, oid and _rowid_ included):
+// between double quotes in SQL text such a name is the column, not a text.
+inline bool namesColumn(sqlite3* db, const char* table, const char* name) {
+  return sqlite3_table_column_metadata(db, "main", table, name, nullptr, nullptr, nullptr, nullptr,
+                                       nullptr) == SQLITE_OK;
+}
+
 struct SqliteFinalizer {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 };

@@ -66,7 +66,8 @@ std::string localAddressFacing(const std::string& clientIP) {
 }
 
 std::string rememberedAddressFacing(const std::string& clientIP,
-                                    std::chrono::steady_clock::time_point now) {
+                                    std::chrono::steady_clock::time_point now,
+                                    std::string (*lookup)(const std::string&)) {
   struct Entry {
     std::string client;
     std::string local;
@@ -80,7 +81,7 @@ std::string rememberedAddressFacing(const std::string& clientIP,
       if (entry.client == clientIP && now - entry.found < kLocalAddressMemory) return entry.local;
     }
   }
-  std::string local = localAddressFacing(clientIP);
+  std::string local = lookup(clientIP);
   std::lock_guard<std::mutex> lock(mutex);
   for (auto it = entries.begin(); it != entries.end(); ++it) {
     if (it->client == clientIP) {

@@ -34,8 +34,11 @@ std::string localAddressFacing(const std::string& clientIP);
 // lookup and a close. A route that changes shows within that time.
 constexpr std::chrono::seconds kLocalAddressMemory{2};
 constexpr size_t kRememberedClients = 16;
-std::string rememberedAddressFacing(const std::string& clientIP,
-                                    std::chrono::steady_clock::time_point now);
+// `lookup` finds an address not remembered (localAddressFacing; tests give
+// their own).
+std::string rememberedAddressFacing(
+    const std::string& clientIP, std::chrono::steady_clock::time_point now,
+    std::string (*lookup)(const std::string&) = &localAddressFacing);
 
 }  // namespace dmsstack
 

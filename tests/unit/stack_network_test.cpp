@@ -40,6 +40,34 @@ TEST(Network, RememberedAddressAgreesWithTheLookupAtAnyAge) {
   EXPECT_EQ(dmsstack::rememberedAddressFacing("::1", now), "");
 }
 
+namespace {
+
+int gLookups = 0;
+std::string countingLookup(const std::string&) { return "10.0.0." + std::to_string(++gLookups); }
+
+}  // namespace
+
+TEST(Network, RememberedAddressIsLookedUpOncePerClientAndMemory) {
+  gLookups = 0;
+  const auto now = std::chrono::steady_clock::now();
+  const auto remembered = [](const char* client, std::chrono::steady_clock::time_point at) {
+    return dmsstack::rememberedAddressFacing(client, at, &countingLookup);
+  };
+  EXPECT_EQ(remembered("192.0.2.1", now), "10.0.0.1");
+  EXPECT_EQ(remembered("192.0.2.1", now + std::chrono::milliseconds(500)), "10.0.0.1");
+  EXPECT_EQ(remembered("192.0.2.2", now), "10.0.0.2");  // another client: its own lookup
+  EXPECT_EQ(gLookups, 2);
+  // Once the memory has passed, the route is looked up again.
+  EXPECT_EQ(remembered("192.0.2.1", now + dmsstack::kLocalAddressMemory), "10.0.0.3");
+  EXPECT_EQ(gLookups, 3);
+  // The oldest client is forgotten when more are remembered than kept.
+  for (size_t i = 0; i < dmsstack::kRememberedClients; ++i)
+    remembered(("198.51.100." + std::to_string(i)).c_str(), now + dmsstack::kLocalAddressMemory);
+  const int before = gLookups;
+  remembered("192.0.2.1", now + dmsstack::kLocalAddressMemory);
+  EXPECT_EQ(gLookups, before + 1);
+}
+
 TEST(Network, ExportedAddressFunctionAllocates) {
   char* address = NUVUtilGetInterfaceIPAddress("127.0.0.1");
   ASSERT_NE(address, nullptr);
