@@ -766,6 +766,9 @@ TEST_F(StackHttpServer, AnUploadAnsweredLaterFromAnotherThreadGetsItsResponse) {
   EXPECT_EQ(code, 200);
   ASSERT_TRUE(waitFor(1));
   EXPECT_TRUE(uploaded() == data);
+  // The helper logs its answer after sending it, and the send may end the
+  // exchange first.
+  ASSERT_TRUE(waitForHelpers());
   EXPECT_GE(indexOf("answered 0"), 0);
 }
 
