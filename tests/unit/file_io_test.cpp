@@ -132,7 +132,7 @@ TEST_F(FileIO, SizesAndSeeksBeyondTwoAndFourGiB) {
   EXPECT_EQ(DMSAppSeekFileUlong(f, DMSAPP_SEEK_SET, 3000000000UL), 1);
   EXPECT_EQ(ftello(f), 3000000000LL);
   // The unsigned offset is 32-bit: a larger value wraps rather than reaching 5 GB.
-  EXPECT_EQ(DMSAppSeekFileUlong(f, DMSAPP_SEEK_SET, 0x100000005UL), 1);
+  EXPECT_EQ(DMSAppSeekFileUlong(f, DMSAPP_SEEK_SET, static_cast<unsigned long>(0x100000005ULL)), 1);
   EXPECT_EQ(ftello(f), 5);
   EXPECT_EQ(DMSAppSeekFile(f, DMSAPP_SEEK_END, -10), 1);
   EXPECT_EQ(ftello(f), 5000000000LL - 10);

@@ -577,6 +577,7 @@ TEST_F(StackHttpServer, RefusedDevicesGet403WithoutReachingTheHandler) {
   curl("-A 'SomeTV/1.0' " + url_, &code);
   EXPECT_EQ(code, 200) << "admitted by the name its User-Agent gives";
   acl.terminate();
+  ASSERT_TRUE(waitFor(1)) << "the admitted request's close comes after its response";
   EXPECT_EQ(log().empty() ? std::string() : log()[0].substr(0, 7), "connect");
   EXPECT_EQ(log().size(), 3u) << "only the admitted request reached the callbacks";
 }
@@ -656,6 +657,8 @@ TEST_F(StackHttpServer, SlowRequestsBeyondThePoolSizeHoldNoThread) {
   int code = 0;
   EXPECT_TRUE(curl(url_, &code) == *body()) << "served while all the others wait";
   EXPECT_EQ(code, 200);
+  ASSERT_TRUE(waitFor(1)) << "the served request's close comes after its response";
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
   EXPECT_EQ(closed(), 1) << "the withheld ones are still open";
   answerWithheld();
   for (int s : sockets) {
