@@ -4,18 +4,22 @@
 // every thread (so only sigwait below sees them), configure the stack, then
 // DMSAppInitialize and DMSAppStart. Shutdown: DMSAppStop, the timer thread,
 // DMSAppTerminate.
+#include <limits.h>
 #include <malloc.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "access_console.h"
+#include "directory_scanner.h"
 #include "dms_camera.h"
 #include "dms_camera_host.h"
 #include "dms_media_registration.h"
@@ -27,6 +31,13 @@
 #include "nuv_log.h"
 #include "options.h"
 
+#ifdef DMS_HAVE_SYSTEMD
+#include <systemd/sd-daemon.h>
+#endif
+
+#ifndef DMS_VERSION
+#define DMS_VERSION "0.1.0"
+#endif
 #ifndef DMS_PICTURES_DIR
 #define DMS_PICTURES_DIR "/usr/share/dmsd/pictures"
 #endif
@@ -72,12 +83,52 @@ bool startLiveView(const DaemonOptions& o, const StatePaths& paths) {
   return true;
 }
 
+// The substitute pictures are installed data; a dmsd run from its build tree
+// takes them from the source tree instead.
+std::string picturesDir() {
+#if defined(DMS_BUILD_APP_DIR) && defined(DMS_SOURCE_PICTURES_DIR)
+  char self[PATH_MAX];
+  ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+  if (n > 0) {
+    std::string exe(self, static_cast<size_t>(n));
+    if (exe.substr(0, exe.rfind('/')) == DMS_BUILD_APP_DIR) return DMS_SOURCE_PICTURES_DIR;
+  }
+#endif
+  return DMS_PICTURES_DIR;
+}
+
+// systemd's readiness and stop notifications (no-ops outside a notify unit).
+void notifyService(const char* state) {
+#ifdef DMS_HAVE_SYSTEMD
+  sd_notify(0, state);
+#else
+  (void)state;
+#endif
+}
+
+std::string joined(const std::vector<std::string>& items) {
+  std::string text;
+  for (const std::string& item : items) text += (text.empty() ? "" : ", ") + item;
+  return text;
+}
+
+// A folder that is no longer served must not stay browsable: rows of files
+// outside every media folder and the upload folder go before the server
+// starts.
+void forgetUnservedFiles(const DaemonOptions& o, const std::string& database) {
+  std::vector<std::string> kept = o.media;
+  kept.push_back(o.uploadDir);
+  long long forgotten = DirectoryScanner::ForgetOutside(database.c_str(), kept);
+  if (forgotten > 0) printf("dmsd: forgot %lld files outside the media folders\n", forgotten);
+  if (forgotten < 0) printf("dmsd: could not forget files outside the media folders\n");
+}
+
 // The stack's configuration store carries what the library reads by key.
 void configureStack(const DaemonOptions& o, const StatePaths& paths) {
-  NUVSetConfiguration("SHARED-MEDIA-FOLDER-PATH", o.media.c_str());
+  NUVSetConfiguration("SHARED-MEDIA-FOLDER-PATH", o.media.front().c_str());
   NUVSetConfiguration("MEDIA-DB-FILEPATH", paths.database.c_str());
   NUVSetConfiguration("MEDIA-TV-DB-FILEPATH", paths.database.c_str());
-  NUVSetConfiguration("SUBSTITUTE-PICTURE-DIR", DMS_PICTURES_DIR);
+  NUVSetConfiguration("SUBSTITUTE-PICTURE-DIR", picturesDir().c_str());
   NUVSetConfiguration("THUMBNAIL-CACHE-DIR", paths.thumbnails.c_str());
   NUVSetConfiguration("MAX-UPLOAD-SIZE", std::to_string(o.maxUploadBytes).c_str());
   NUVSetConfiguration("LAST-PHOTO-DIR", paths.lastPhoto.c_str());
@@ -100,7 +151,7 @@ int waitForStopSignal(const sigset_t& signals, int connectionID, const DaemonOpt
     int received = 0;
     if (sigwait(&signals, &received) != 0) continue;
     if (received == SIGUSR1) {
-      printf("dmsd: SIGUSR1: rescanning the media folder\n");
+      printf("dmsd: SIGUSR1: rescanning the media folders\n");
       fflush(stdout);
       RequestMediaRescan();
       continue;
@@ -160,7 +211,7 @@ int main(int argc, char** argv) {
     return 0;
   }
   if (options.version) {
-    puts("dmsd 0.1.0");
+    puts("dmsd " DMS_VERSION);
     return 0;
   }
   raiseDescriptorLimit();
@@ -191,9 +242,10 @@ int main(int argc, char** argv) {
             paths.database.c_str());
     return kExitStartup;
   }
-  if (options.dcf && !ScanBeforeStart(options.media, paths.database, true)) {
+  forgetUnservedFiles(options, paths.database);
+  if (options.dcf && !ScanBeforeStart(options.media.front(), paths.database, true)) {
     fprintf(stderr, "dmsd: cannot scan %s into %s (run with -v for details)\n",
-            options.media.c_str(), paths.database.c_str());
+            options.media.front().c_str(), paths.database.c_str());
     return kExitStartup;
   }
   DMSAppInitInfo info{paths.database.c_str(), paths.thumbnails.c_str(), paths.uploads.c_str(),
@@ -221,7 +273,8 @@ int main(int argc, char** argv) {
   DMSSetRegistrationObserver(photoRegistered);
 
   char* description = NUVDMSGetDescriptionURLMA(connectionID);
-  printf("dmsd: serving %s as \"[Camera]%s\"; access: %s\n", options.media.c_str(),
+  if (options.mediaFromXdg) printf("dmsd: no --media given: serving the XDG media folders\n");
+  printf("dmsd: serving %s as \"[Camera]%s\"; access: %s\n", joined(options.media).c_str(),
          options.name.empty() ? "dmsd" : options.name.c_str(), options.access.c_str());
   printf("dmsd: description at %s; streaming port %d; state in %s\n",
          description != nullptr ? description : "(unknown)", options.port,
@@ -235,16 +288,18 @@ int main(int argc, char** argv) {
   fflush(stdout);
   DMSAppMemFree(description);
   MediaWatchOptions watch;
-  watch.folder = options.media;
+  watch.folders = options.media;
   watch.connectionID = connectionID;
   watch.dcf = options.dcf;
   watch.watch = options.watch;
   watch.initialScan = !options.dcf;
   if (!StartMediaWatch(watch)) printf("dmsd: cannot start the media scan thread\n");
+  notifyService("READY=1\nSTATUS=announced; serving media");
 
   int signal = waitForStopSignal(signals, connectionID, options);
   printf("dmsd: %s received, stopping\n", signal == SIGINT ? "SIGINT" : "SIGTERM");
   fflush(stdout);
+  notifyService("STOPPING=1");
   StopMediaWatch();
   StopAccessConsole();
   DMSSetRegistrationObserver(nullptr);

@@ -33,7 +33,8 @@ struct Watch {
   int wake[2] = {-1, -1};
   std::atomic<bool> stop{false};
   std::atomic<bool> rescan{false};
-  std::map<int, std::string> folders;  // watch descriptor -> folder
+  std::map<int, std::string> watched;  // watch descriptor -> folder
+  std::string scanning;                // the media folder being scanned
   Clock::time_point scanStart;
   Clock::time_point lastPrint;
 };
@@ -52,12 +53,12 @@ void printProgress(long long done, long long total, long long registered, long l
   if (finished) {
     if (DirectoryScanner::GetCancelFlag()) {
       printf("dmsd: scan of %s cancelled after %lld of %lld files; %lld registered\n",
-             w->options.folder.c_str(), done, total, registered);
+             w->scanning.c_str(), done, total, registered);
     } else {
       printf(
           "dmsd: scan of %s done: %lld files in %.1f s (%.0f files/s); %lld registered, %lld "
           "removed, %lld skipped\n",
-          w->options.folder.c_str(), total, elapsed, rate, registered, removed, skipped);
+          w->scanning.c_str(), total, elapsed, rate, registered, removed, skipped);
     }
     fflush(stdout);
     return;
@@ -68,20 +69,24 @@ void printProgress(long long done, long long total, long long registered, long l
   fflush(stdout);
 }
 
-void beginScan(Watch* w) {
+void beginScan(Watch* w, const std::string& folder) {
+  w->scanning = folder;
   w->scanStart = Clock::now();
   w->lastPrint = w->scanStart;
-  printf("dmsd: scanning %s%s\n", w->options.folder.c_str(),
-         w->options.dcf ? " (DCIM layout only)" : "");
+  printf("dmsd: scanning %s%s\n", folder.c_str(), w->options.dcf ? " (DCIM layout only)" : "");
   fflush(stdout);
 }
 
 void fullScan(Watch* w) {
   w->rescan.store(false);
-  beginScan(w);
-  if (NUVUtilStartFileScanner(w->options.connectionID, w->options.folder.c_str()) != 0) {
-    printf("dmsd: scan of %s failed (run with -v for details)\n", w->options.folder.c_str());
-    fflush(stdout);
+  // Each scan adds and removes only below its own folder.
+  for (const std::string& folder : w->options.folders) {
+    if (w->stop.load()) break;
+    beginScan(w, folder);
+    if (NUVUtilStartFileScanner(w->options.connectionID, folder.c_str()) != 0) {
+      printf("dmsd: scan of %s failed (run with -v for details)\n", folder.c_str());
+      fflush(stdout);
+    }
   }
   // A scan frees far more than the server keeps: give it back to the system
   // rather than leave it in the allocator's arenas.
@@ -90,7 +95,8 @@ void fullScan(Watch* w) {
 
 bool wanted(const Watch* w, const std::string& path) {
   if (!DirectoryScanner::IsMediaFileName(path.c_str())) return false;
-  return !w->options.dcf || DirectoryScanner::IsDcfPath(w->options.folder.c_str(), path.c_str());
+  return !w->options.dcf ||
+         DirectoryScanner::IsDcfPath(w->options.folders.front().c_str(), path.c_str());
 }
 
 void registerFile(Watch* w, const std::string& path) {
@@ -121,7 +127,7 @@ void watchTree(Watch* w, const std::string& folder, bool registerFiles) {
       fflush(stdout);
       continue;
     }
-    w->folders[wd] = dir;
+    w->watched[wd] = dir;
     DIR* d = opendir(dir.c_str());
     if (d == nullptr) continue;
     std::vector<std::string> files;
@@ -146,10 +152,10 @@ void handleEvent(Watch* w, const inotify_event* e) {
     w->rescan.store(true);  // events were lost: the scan finds what changed
     return;
   }
-  auto folder = w->folders.find(e->wd);
-  if (folder == w->folders.end()) return;
+  auto folder = w->watched.find(e->wd);
+  if (folder == w->watched.end()) return;
   if (e->mask & (IN_DELETE_SELF | IN_IGNORED)) {
-    w->folders.erase(folder);
+    w->watched.erase(folder);
     return;
   }
   if (e->len == 0 || e->name[0] == '.') return;
@@ -165,7 +171,8 @@ void handleEvent(Watch* w, const inotify_event* e) {
 }
 
 void run(Watch* w) {
-  if (w->options.watch) watchTree(w, w->options.folder, false);
+  if (w->options.watch)
+    for (const std::string& folder : w->options.folders) watchTree(w, folder, false);
   if (w->options.initialScan) fullScan(w);
   alignas(inotify_event) char buffer[64 * 1024];
   while (!w->stop.load()) {
@@ -194,18 +201,18 @@ void run(Watch* w) {
 
 bool ScanBeforeStart(const std::string& folder, const std::string& dbPath, bool dcf) {
   Watch w;
-  w.options.folder = folder;
+  w.options.folders = {folder};
   w.options.dcf = dcf;
   if (DMSPrepareMediaDatabase(dbPath.c_str()) != 0) return false;
   NUVUtilSetScanProgressCallback(printProgress, &w);
-  beginScan(&w);
+  beginScan(&w, folder);
   int rc = NUVUtilScanFolder(folder.c_str(), dbPath.c_str(), dcf ? 1 : 0);
   NUVUtilSetScanProgressCallback(nullptr, nullptr);
   return rc == 0;
 }
 
 bool StartMediaWatch(const MediaWatchOptions& options) {
-  if (gWatch != nullptr) return false;
+  if (gWatch != nullptr || options.folders.empty()) return false;
   auto* w = new Watch();
   w->options = options;
   if (pipe2(w->wake, O_NONBLOCK | O_CLOEXEC) != 0) {

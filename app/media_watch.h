@@ -1,4 +1,4 @@
-// The daemon's media folder: the start-up scan with its progress line, then
+// The daemon's media folders: the start-up scan with its progress line, then
 // inotify watching of the folder tree (new subfolders included) so that
 // files are registered when their writer closes them or they are moved in,
 // and removed when deleted or moved out; each change is announced. Rescans
@@ -8,9 +8,10 @@
 #define DMS_APP_MEDIA_WATCH_H
 
 #include <string>
+#include <vector>
 
 struct MediaWatchOptions {
-  std::string folder;
+  std::vector<std::string> folders;  // no one inside another
   int connectionID = 0;
   bool dcf = false;         // only the DCF layout is registered
   bool watch = true;        // inotify after the first scan

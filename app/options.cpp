@@ -11,19 +11,24 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <map>
+#include <utility>
 #include <vector>
+
+#include "xdg_folders.h"
 
 namespace {
 
 const char kUsage[] =
-    "Usage: dmsd --media DIR [OPTIONS]\n"
+    "Usage: dmsd [--media DIR]... [OPTIONS]\n"
     "\n"
     "DLNA 1.50 Digital Media Server (UPnP MediaServer:1). Serves the photos,\n"
-    "music and videos of DIR to players on the network.\n"
+    "music and videos of the media folders to players on the network.\n"
     "\n"
     "Options:\n"
-    "  -m, --media DIR       folder to serve (required)\n"
+    "  -m, --media DIR       folder to serve; give it again for more folders.\n"
+    "                        Without it, the XDG Pictures, Music and Videos\n"
+    "                        folders of the user (user-dirs.dirs, else\n"
+    "                        ~/Pictures, ~/Music, ~/Videos) that exist\n"
     "  -a, --address IP      address to serve on (default 127.0.0.1)\n"
     "  -i, --interface NAME  serve on this network interface instead of an\n"
     "                        address; needed to reach players on a LAN\n"
@@ -66,22 +71,24 @@ const char kUsage[] =
     "                        line with the long option names as keys (media,\n"
     "                        address, interface, port, upnp-port, state,\n"
     "                        upload-dir, max-upload-size, live-view, name,\n"
-    "                        access, allow,\n"
-    "                        verbose; dcf and watch take yes or no); '#' starts\n"
-    "                        a comment.\n"
+    "                        access, allow, verbose; dcf and watch take yes or\n"
+    "                        no; one media line per folder); '#' starts a\n"
+    "                        comment.\n"
     "                        Command-line options win. SIGHUP re-reads the\n"
     "                        access and allow keys.\n"
     "      --dcf             scan only the camera layout DCIM/NNNXXXXX/XXXXNNNN.EXT\n"
-    "                        (three-digit folder number and five characters;\n"
-    "                        four characters and a four-digit file number), as a\n"
-    "                        camera does. The scan then runs before the server\n"
-    "                        starts, and photo and video listings are served\n"
-    "                        from memory filled at start: files that appear\n"
-    "                        later are registered but listed after a restart.\n"
-    "                        Without it every photo, song and movie below DIR is\n"
-    "                        served, the server starts at once with the scan\n"
-    "                        beside it, and listings come from the database.\n"
-    "      --no-watch        do not watch DIR for changes; rescan with SIGUSR1\n"
+    "                        of one media folder (three-digit folder number and\n"
+    "                        five characters; four characters and a four-digit\n"
+    "                        file number), as a camera does. The scan then runs\n"
+    "                        before the server starts, and photo and video\n"
+    "                        listings are served from memory filled at start:\n"
+    "                        files that appear later are registered but listed\n"
+    "                        after a restart. Without it every photo, song and\n"
+    "                        movie below the media folders is served, the server\n"
+    "                        starts at once with the scan beside it, and\n"
+    "                        listings come from the database.\n"
+    "      --no-watch        do not watch the media folders for changes; rescan\n"
+    "                        with SIGUSR1\n"
     "  -v, --verbose         log information; twice also logs SOAP bodies\n"
     "  -h, --help            show this help and exit\n"
     "      --version         show the version and exit\n"
@@ -90,15 +97,16 @@ const char kUsage[] =
     "3 all but refused devices, 4 ask (unknown devices are refused and reported\n"
     "once for a decision). A refused control request gets UPnP error 606.\n"
     "\n"
-    "Media: at start dmsd scans DIR into the database in its state directory,\n"
-    "printing progress (files done, files per second) at most once a second and\n"
-    "a summary. Photos (JPEG with their EXIF thumbnails and MPF screennails),\n"
-    "music (MP3, AAC, M4A, FLAC, Ogg, WAV) and movies (MP4, MOV, 3GP, AVI, MKV,\n"
-    "MPEG) are registered; a rescan touches only new, changed (size or time) and\n"
-    "deleted files. While it runs it watches DIR and its subfolders (inotify): a\n"
-    "file is registered once its writer closes it or it is moved in, and removed\n"
-    "when deleted or moved out; each change is announced to players. Files that\n"
-    "cannot be read are skipped with one log line. Thumbnails of movies and of\n"
+    "Media: at start dmsd scans each media folder into the database in its\n"
+    "state directory, printing progress (files done, files per second) at most\n"
+    "once a second and a summary. Photos (JPEG with their EXIF thumbnails and\n"
+    "MPF screennails), music (MP3, AAC, M4A, FLAC, Ogg, WAV) and movies (MP4,\n"
+    "MOV, 3GP, AVI, MKV, MPEG) are registered; a rescan touches only new,\n"
+    "changed (size or time) and deleted files. While it runs it watches the\n"
+    "folders and their subfolders (inotify): a file is registered once its\n"
+    "writer closes it or it is moved in, and removed when deleted or moved out;\n"
+    "each change is announced to players. Files that cannot be read are skipped\n"
+    "with one log line. Thumbnails of movies and of\n"
     "photos without one are rendered once and kept in STATE/thumbnails.\n"
     "\n"
     "Uploads: a player creates an item (CreateObject) in the photo, music or\n"
@@ -158,7 +166,7 @@ bool parsePort(const std::string& text, int* port) {
 std::string apply(const std::string& key, const std::string& value, const std::string& where,
                   DaemonOptions* o) {
   if (key == "media") {
-    o->media = value;
+    o->media.push_back(value);
   } else if (key == "address") {
     o->address = value;
   } else if (key == "interface") {
@@ -309,14 +317,52 @@ std::string checkPortFree(const std::string& address, int port) {
   return "cannot use port " + std::to_string(port) + " on " + address + ": " + strerror(bindErrno);
 }
 
+// Every media folder exists and is readable, once, in one spelling (an
+// upload folder inside a media folder must name its files exactly as the
+// scan does); a folder inside another is served through that one. Without
+// any, the user's XDG folders that exist.
+std::string checkMediaFolders(DaemonOptions* o) {
+  if (o->media.empty()) {
+    for (const std::string& folder : UserXdgMediaFolders())
+      if (isDirectory(folder) && access(folder.c_str(), R_OK | X_OK) == 0)
+        o->media.push_back(folder);
+    if (o->media.empty())
+      return "nothing to serve: no --media given and none of the XDG Pictures, Music and "
+             "Videos folders exists (see dmsd --help)";
+    o->mediaFromXdg = true;
+  }
+  std::vector<std::string> folders;
+  for (const std::string& folder : o->media) {
+    if (!isDirectory(folder))
+      return "media folder " + folder + " does not exist or is not a folder";
+    if (access(folder.c_str(), R_OK | X_OK) != 0)
+      return "media folder " + folder + " is not readable";
+    folders.push_back(canonical(folder));
+  }
+  auto inside = [](const std::string& path, const std::string& folder) {
+    return path == folder ||
+           (path.size() > folder.size() && path[folder.size()] == '/' &&
+            path.compare(0, folder.size(), folder) == 0) ||
+           folder == "/";
+  };
+  o->media.clear();
+  for (size_t i = 0; i < folders.size(); ++i) {
+    bool covered = false;
+    for (size_t j = 0; j < folders.size() && !covered; ++j)
+      covered = j != i && inside(folders[i], folders[j]) && (folders[i] != folders[j] || j < i);
+    if (!covered) o->media.push_back(folders[i]);
+  }
+  if (o->dcf && o->media.size() > 1) return "--dcf serves one camera folder: give one --media";
+  return std::string();
+}
+
 }  // namespace
 
 const char* DaemonUsage() { return kUsage; }
 
 std::string ParseDaemonOptions(int argc, char** argv, DaemonOptions* out) {
   // Two passes: find --config first so that the command line overrides it.
-  std::map<std::string, std::string> given;
-  std::vector<std::string> order;
+  std::vector<std::pair<std::string, std::string>> given;  // key, value in order
   int verbose = 0;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
@@ -350,18 +396,24 @@ std::string ParseDaemonOptions(int argc, char** argv, DaemonOptions* out) {
       return "option " + arg + " needs a value";
     }
     if (value.empty()) return "option " + arg + " needs a non-empty value";
-    given[flag->key] = value;
-    order.push_back(flag->key);
+    given.emplace_back(flag->key, value);
   }
   if (out->help || out->version) return std::string();
-  if (given.count("config") != 0) {
-    out->configFile = given["config"];
+  for (const auto& option : given)
+    if (option.first == "config") out->configFile = option.second;
+  if (!out->configFile.empty()) {
     std::string error = ReadDaemonConfig(out->configFile, out);
     if (!error.empty()) return error;
   }
-  for (const std::string& key : order) {
-    if (key == "config") continue;
-    std::string error = apply(key, given[key], "--" + key, out);
+  bool mediaGiven = false;
+  for (const auto& option : given) {
+    if (option.first == "config") continue;
+    // Media folders on the command line replace the config file's.
+    if (option.first == "media" && !mediaGiven) {
+      out->media.clear();
+      mediaGiven = true;
+    }
+    std::string error = apply(option.first, option.second, "--" + option.first, out);
     if (!error.empty()) return error;
   }
   if (verbose > 0) out->verbosity = verbose > 2 ? 2 : verbose;
@@ -369,14 +421,8 @@ std::string ParseDaemonOptions(int argc, char** argv, DaemonOptions* out) {
 }
 
 std::string ValidateDaemonOptions(DaemonOptions* o) {
-  if (o->media.empty()) return "no media folder given: use --media DIR (see dmsd --help)";
-  if (!isDirectory(o->media))
-    return "media folder " + o->media + " does not exist or is not a folder";
-  if (access(o->media.c_str(), R_OK | X_OK) != 0)
-    return "media folder " + o->media + " is not readable";
-  // One spelling of every path: an upload folder inside the media folder
-  // must name its files exactly as the scan of the media folder does.
-  o->media = canonical(o->media);
+  const std::string mediaError = checkMediaFolders(o);
+  if (!mediaError.empty()) return mediaError;
   if (!o->interfaceName.empty()) {
     if (if_nametoindex(o->interfaceName.c_str()) == 0)
       return "network interface " + o->interfaceName + " does not exist";

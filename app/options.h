@@ -6,7 +6,8 @@
 #include <vector>
 
 struct DaemonOptions {
-  std::string media;  // folder to serve (required)
+  std::vector<std::string> media;  // folders to serve; the XDG ones when none is given
+  bool mediaFromXdg = false;       // set by validation when `media` came from XDG
   std::string address = "127.0.0.1";
   std::string interfaceName;              // serve on this interface instead of `address`
   int port = 9000;                        // HTTP streaming port
@@ -30,8 +31,10 @@ struct DaemonOptions {
 // Returns an empty string on success, else one line saying what is wrong.
 std::string ParseDaemonOptions(int argc, char** argv, DaemonOptions* out);
 
-// Checks what can be checked before start-up (folders, port). Creates the
-// state directory when missing. Empty on success, else one line.
+// Checks what can be checked before start-up (folders, port). Without a
+// media folder, takes the user's XDG Pictures, Music and Videos folders that
+// exist. Creates the state directory when missing. Empty on success, else
+// one line.
 std::string ValidateDaemonOptions(DaemonOptions* options);
 
 // Applies the "key = value" lines of `file` over `out`. Empty on success.

@@ -9,7 +9,7 @@ PACKAGES="
 build-essential cmake pkg-config git
 libgtest-dev libgmock-dev googletest libbenchmark-dev
 libgupnp-1.6-dev libgssdp-1.6-dev libsoup-3.0-dev libglib2.0-dev libmicrohttpd-dev libcurl4-openssl-dev
-libsqlite3-dev sqlite3
+libsqlite3-dev sqlite3 libsystemd-dev groff-base
 libexif-dev libtag1-dev
 libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libturbojpeg0-dev
 clang libclang-rt-14-dev clang-format

@@ -44,6 +44,12 @@ std::string withoutTrailingSlash(std::string path) {
   return path;
 }
 
+// What every path below `folder` starts with ("/" for the root itself).
+std::string folderPrefix(const std::string& folder) {
+  std::string prefix = withoutTrailingSlash(folder);
+  return prefix == "/" ? prefix : prefix + "/";
+}
+
 bool parseFile(const std::string& path, const std::string& profiles, ScannedMedia* m,
                std::string* why) {
   struct stat st {};
@@ -193,6 +199,30 @@ int DirectoryScanner::RemoveFile(const char* dbPath, const char* filePath) {
   return id > 0 ? kind : 0;
 }
 
+long long DirectoryScanner::ForgetOutside(const char* dbPath,
+                                          const std::vector<std::string>& folders) {
+  if (dbPath == nullptr) return -1;
+  MediaRows rows;
+  std::map<std::string, MediaRows::Known> known;
+  if (!rows.open(dbPath) || !rows.loadKnown("/", &known)) return -1;
+  std::vector<std::string> prefixes;
+  for (const std::string& folder : folders) prefixes.push_back(folderPrefix(folder));
+  long long removed = 0;
+  if (!rows.begin()) return -1;
+  for (const auto& file : known) {
+    bool kept = false;
+    for (const std::string& prefix : prefixes)
+      kept = kept || file.first.compare(0, prefix.size(), prefix) == 0;
+    if (kept) continue;
+    if (!rows.remove(file.second.id, file.first)) {
+      rows.rollback();
+      return -1;
+    }
+    if (file.second.id > 0) ++removed;
+  }
+  return rows.commit() ? removed : -1;
+}
+
 namespace {
 
 // One examined file waiting to be written.
@@ -250,7 +280,7 @@ int DirectoryScanner::__Scan(const char* rootArg, const char* dbPath, int* chang
   const std::string profiles = __Profiles();
   MediaRows rows;
   std::map<std::string, MediaRows::Known> known;
-  if (!rows.open(dbPath) || !rows.loadKnown(root + "/", &known)) return 1;
+  if (!rows.open(dbPath) || !rows.loadKnown(folderPrefix(root), &known)) return 1;
 
   std::vector<scan_walker::FoundFile> files;
   if (dcf) {

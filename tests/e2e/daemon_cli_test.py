@@ -5,8 +5,10 @@ Runs in a network namespace of its own with only its loopback up, so that
 no daemon started here (nor its SSDP) ever reaches the host's network.
 """
 import os
+import re
 import signal
 import socket
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -107,6 +109,143 @@ class DaemonCommandLine(unittest.TestCase):
         self.assertEqual(p.returncode, 0, err)
         self.assertIn("stopped", out)
         self.assertTrue(os.path.isdir(self.state.name))
+
+    @staticmethod
+    def make_media(path):
+        """A small photo, song or movie made with ffmpeg, by the extension."""
+        source = {".jpg": ["-f", "lavfi", "-i", "testsrc=size=64x48", "-frames:v", "1"],
+                  ".mp3": ["-f", "lavfi", "-i", "sine=duration=1"],
+                  ".mp4": ["-f", "lavfi", "-i", "testsrc=duration=1:size=64x48",
+                           "-pix_fmt", "yuv420p"]}[os.path.splitext(path)[1]]
+        subprocess.run(["ffmpeg", "-v", "error", "-y", *source, path], check=True, timeout=60)
+
+    def run_until(self, args, wanted, env=None, timeout=60):
+        """Starts dmsd, reads its output until every text of `wanted` has
+        appeared in it, stops it with SIGTERM; returns its output lines."""
+        port = free_port()
+        p = subprocess.Popen([DMSD, "--port", str(port), "--upnp-port", str(free_port()),
+                              "--state", self.state.name, *args],
+                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, env=env)
+        lines = []
+        try:
+            deadline = time.time() + timeout
+            while time.time() < deadline and not all(any(w in l for l in lines) for w in wanted):
+                line = p.stdout.readline()
+                if not line:
+                    break
+                lines.append(line.rstrip("\n"))
+            p.send_signal(signal.SIGTERM)
+            out, err = p.communicate(timeout=20)
+            lines += out.splitlines()
+        finally:
+            if p.poll() is None:
+                p.kill()
+                p.wait()
+        self.assertEqual(p.returncode, 0, err)
+        for w in wanted:
+            self.assertTrue(any(w in l for l in lines), "%r not in %s" % (w, lines))
+        return lines
+
+    def registered(self):
+        with sqlite3.connect(os.path.join(self.state.name, "media.db")) as db:
+            return sorted(r[0] for r in db.execute(
+                "select FullPath from ScannerFileState where id > 0"))
+
+    def test_without_media_the_xdg_folders_that_exist_are_served(self):
+        with tempfile.TemporaryDirectory() as home:
+            for folder in ("Pictures", "Films", ".config"):
+                os.mkdir(os.path.join(home, folder))
+            self.make_media(os.path.join(home, "Pictures", "p.jpg"))
+            self.make_media(os.path.join(home, "Films", "v.mp4"))
+            # Videos renamed by user-dirs.dirs; Music left at its default,
+            # which does not exist.
+            with open(os.path.join(home, ".config", "user-dirs.dirs"), "w") as f:
+                f.write('# written by xdg-user-dirs-update\nXDG_VIDEOS_DIR="$HOME/Films"\n'
+                        'XDG_DESKTOP_DIR="$HOME/Desktop"\n')
+            env = dict(os.environ, HOME=home)
+            env.pop("XDG_CONFIG_HOME", None)
+            pictures, films = os.path.join(home, "Pictures"), os.path.join(home, "Films")
+            lines = self.run_until([], ["scan of %s done" % pictures, "scan of %s done" % films],
+                                   env=env)
+            self.assertIn("dmsd: no --media given: serving the XDG media folders", lines)
+            serving = [l for l in lines if l.startswith("dmsd: serving ")]
+            self.assertEqual(len(serving), 1, lines)
+            self.assertIn(pictures + ", " + films + " as", serving[0])
+            self.assertNotIn("Music", serving[0])
+            self.assertEqual(self.registered(), [os.path.join(films, "v.mp4"),
+                                                 os.path.join(pictures, "p.jpg")])
+
+    def test_nothing_to_serve_is_one_line_and_exit_1(self):
+        with tempfile.TemporaryDirectory() as home:
+            env = dict(os.environ, HOME=home)
+            env.pop("XDG_CONFIG_HOME", None)
+            r = subprocess.run([DMSD, "--state", self.state.name], capture_output=True,
+                               text=True, timeout=20, env=env)
+        self.assertEqual(r.returncode, 1)
+        self.assertEqual(r.stderr.count("\n"), 1, r.stderr)
+        self.assertIn("nothing to serve", r.stderr)
+
+    def test_several_media_folders_are_served_and_a_nested_one_once(self):
+        with tempfile.TemporaryDirectory() as top:
+            a, b = os.path.join(top, "a"), os.path.join(top, "b")
+            inner = os.path.join(a, "inner")
+            os.makedirs(inner)
+            os.mkdir(b)
+            self.make_media(os.path.join(inner, "p.jpg"))
+            self.make_media(os.path.join(b, "s.mp3"))
+            lines = self.run_until(["--media", inner, "--media", a, "--media", b + "/",
+                                    "--media", a], ["scan of %s done" % b])
+            serving = [l for l in lines if l.startswith("dmsd: serving ")]
+            self.assertIn("serving %s, %s as" % (a, b), serving[0])
+            self.assertEqual(sum("dmsd: scanning /" in l for l in lines), 2, lines)
+            self.assertEqual(self.registered(), [os.path.join(inner, "p.jpg"),
+                                                 os.path.join(b, "s.mp3")])
+
+    def test_dcf_takes_one_folder(self):
+        r = run("--media", MEDIA, "--media", "/tmp", "--dcf", "--state", self.state.name)
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("--dcf", r.stderr)
+
+    def test_files_of_a_folder_no_longer_served_are_forgotten(self):
+        with tempfile.TemporaryDirectory() as top:
+            a, b = os.path.join(top, "a"), os.path.join(top, "b")
+            os.mkdir(a)
+            os.mkdir(b)
+            self.make_media(os.path.join(a, "p.jpg"))
+            self.make_media(os.path.join(b, "s.mp3"))
+            self.run_until(["--media", a, "--media", b], ["scan of %s done" % b])
+            self.assertEqual(len(self.registered()), 2)
+            lines = self.run_until(["--media", b], ["scan of %s done" % b])
+            self.assertIn("dmsd: forgot 1 files outside the media folders", lines)
+            self.assertEqual(self.registered(), [os.path.join(b, "s.mp3")])
+            with sqlite3.connect(os.path.join(self.state.name, "media.db")) as db:
+                self.assertEqual(db.execute("select count(*) from ObjectTable where "
+                                            "FullPath like ?", (a + "/%",)).fetchone()[0], 0)
+
+    def test_manual_page_covers_every_option_and_renders_cleanly(self):
+        page = os.path.join(os.path.dirname(os.path.dirname(DMSD)), "docs", "dmsd.8")
+        with open(page) as f:
+            text = f.read()
+        helptext = run("--help").stdout
+        options = sorted(set(re.findall(r"(?<![\w-])--[a-z][a-z-]+", helptext)))
+        self.assertGreater(len(options), 15, options)
+        for option in options:
+            self.assertIn(option.replace("-", "\\-"), text, option)
+        for section in ("OPTIONS", "CONFIGURATION FILE", "ACCESS MODES", "SIGNALS", "FILES",
+                        "EXIT STATUS", "EXAMPLES"):
+            self.assertIn(".SH " + section, text)
+        for signame in ("SIGHUP", "SIGUSR1", "SIGINT", "SIGTERM"):
+            self.assertIn(signame, text)
+        version = run("--version").stdout.split()[1]
+        self.assertIn('"dmsd %s"' % version, text.splitlines()[0])
+        r = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-z", page], capture_output=True,
+                           text=True, timeout=30)
+        self.assertEqual((r.returncode, r.stderr), (0, ""))
+
+    def test_version(self):
+        r = run("--version")
+        self.assertEqual(r.returncode, 0)
+        self.assertRegex(r.stdout, r"^dmsd \d+\.\d+\.\d+\n$")
 
     def test_sigterm_stops_cleanly(self):
         self.stop_with(signal.SIGTERM)

@@ -91,6 +91,15 @@ class Gate {
     self->entered_ = true;
     self->changed_.notify_all();
     self->changed_.wait_for(lock, std::chrono::seconds(10), [self] { return self->released_; });
+    self->left_ = true;
+    self->changed_.notify_all();
+  }
+  // A test that fails early still lets the held callback go before the gate
+  // goes away.
+  ~Gate() {
+    release();
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait_for(lock, std::chrono::seconds(15), [this] { return !entered_ || left_; });
   }
   bool waitEntered() {
     std::unique_lock<std::mutex> lock(mutex_);
@@ -107,6 +116,7 @@ class Gate {
   std::condition_variable changed_;
   bool entered_ = false;
   bool released_ = false;
+  bool left_ = false;
 };
 
 // Holds the timer thread inside a callback until the returned gate opens.

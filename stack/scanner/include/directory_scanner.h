@@ -27,6 +27,7 @@
 #include <atomic>
 #include <mutex>
 #include <string>
+#include <vector>
 
 // The metadata of one file (ParseAndGetFileInfo). Text is UTF-8.
 struct ScannedMedia {
@@ -117,6 +118,10 @@ class DirectoryScanner {
   // Removes the rows of a file (deleted from the media folder). The container
   // ID of its kind, 0 when it had no rows, -1 on a database error.
   int RemoveFile(const char* dbPath, const char* filePath);
+  // Removes the rows of every file recorded outside all of `folders` (a
+  // folder no longer served must not stay browsable). The number of files
+  // removed, -1 on a database error.
+  static long long ForgetOutside(const char* dbPath, const std::vector<std::string>& folders);
   // The metadata of one file without touching the database; false when the
   // file is not a supported media file.
   bool ParseAndGetFileInfo(const char* filePath, ScannedMedia* media);

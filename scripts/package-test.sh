@@ -1,0 +1,35 @@
+#!/bin/sh
+# Builds the Debian package (scripts/package.sh), installs it with apt into a
+# fresh minimal Debian root (mmdebstrap; the project's tree is not in it),
+# then starts dmsd there from the installed files as its service does and
+# browses it (tests/package/installed_test.py). Root only; needs the Debian
+# mirror. Usage: scripts/package-test.sh
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+if [ "$(id -u)" -ne 0 ]; then
+    echo "package-test: run as root (chroot, namespaces, apt)" >&2
+    exit 1
+fi
+sh "$root/scripts/package.sh"
+for p in mmdebstrap util-linux; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" ||
+        DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$p" >/dev/null
+done
+deb=$(ls "$root"/build-deb/dmsd_*.deb)
+target="$root/build-deb/root"
+rm -rf "$target"
+# The host's own package sources, so that the root gets what the host gets.
+sources=$(ls /etc/apt/sources.list.d/*.sources /etc/apt/sources.list.d/*.list /etc/apt/sources.list 2>/dev/null || true)
+echo "package-test: making a Debian root with $(basename "$deb") installed (log in $root/build-deb/root.log)"
+# shellcheck disable=SC2086
+if ! mmdebstrap --variant=apt \
+        --customize-hook="copy-in $deb /tmp" \
+        --customize-hook="chroot \"\$1\" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends /tmp/$(basename "$deb")" \
+        bookworm "$target" $sources >"$root/build-deb/root.log" 2>&1; then
+    tail -n 30 "$root/build-deb/root.log" >&2
+    echo "package-test: the package did not install" >&2
+    exit 1
+fi
+sh "$root/scripts/make-sample-media.sh" "$root/build-deb/sample-media"
+python3 "$root/tests/package/installed_test.py" "$target" "$root/build-deb/sample-media"
+rm -rf "$target"

@@ -1,0 +1,42 @@
+#!/bin/sh
+# Builds the Debian package of dmsd (dpkg-buildpackage with debhelper) from a
+# copy of the source tree and checks it with lintian.
+# Output: build-deb/dmsd_VERSION_ARCH.deb (and the .buildinfo and .changes).
+# Usage: scripts/package.sh
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+out="$root/build-deb"
+sh "$root/scripts/setup.sh" >/dev/null
+tools="dpkg-dev debhelper lintian"
+missing=""
+for p in $tools; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
+done
+if [ -n "$missing" ]; then
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "package: missing packages:$missing; run as root" >&2
+        exit 1
+    fi
+    # shellcheck disable=SC2086
+    DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends $missing >/dev/null
+fi
+
+version=$(dpkg-parsechangelog -l "$root/debian/changelog" -S Version)
+src="$out/src/dms-$version"
+rm -rf "$out"
+mkdir -p "$src"
+# The files git knows of (committed or not), without build trees.
+(cd "$root" && git ls-files -z --cached --others --exclude-standard | xargs -0 tar cf -) |
+    (cd "$src" && tar xf -)
+echo "package: building dms $version in $src (log in $out/build.log)"
+if ! (cd "$src" && DEB_BUILD_OPTIONS="parallel=$(nproc) ${DEB_BUILD_OPTIONS:-}" \
+        dpkg-buildpackage -b -us -uc) >"$out/build.log" 2>&1; then
+    tail -n 40 "$out/build.log" >&2
+    echo "package: dpkg-buildpackage failed" >&2
+    exit 1
+fi
+mv "$out"/src/*.deb "$out"/src/*.buildinfo "$out"/src/*.changes "$out/"
+echo "package: lintian"
+lintian --fail-on error,warning --suppress-tags-from-file "$root/debian/lintian-accepted" \
+    "$out"/*.changes
+ls "$out"/*.deb
