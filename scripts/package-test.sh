@@ -21,15 +21,23 @@ rm -rf "$target"
 # The host's own package sources, so that the root gets what the host gets.
 sources=$(ls /etc/apt/sources.list.d/*.sources /etc/apt/sources.list.d/*.list /etc/apt/sources.list 2>/dev/null || true)
 echo "package-test: making a Debian root with $(basename "$deb") installed (log in $root/build-deb/root.log)"
-# shellcheck disable=SC2086
-if ! mmdebstrap --variant=apt \
-        --customize-hook="copy-in $deb /tmp" \
-        --customize-hook="chroot \"\$1\" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends /tmp/$(basename "$deb")" \
-        bookworm "$target" $sources >"$root/build-deb/root.log" 2>&1; then
+# Twice: a mirror in the middle of a sync serves indexes that do not match.
+for attempt in 1 2; do
+    rm -rf "$target"
+    # shellcheck disable=SC2086
+    if mmdebstrap --variant=apt \
+            --customize-hook="copy-in $deb /tmp" \
+            --customize-hook="chroot \"\$1\" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends /tmp/$(basename "$deb")" \
+            bookworm "$target" $sources >"$root/build-deb/root.log" 2>&1; then
+        break
+    fi
     tail -n 30 "$root/build-deb/root.log" >&2
-    echo "package-test: the package did not install" >&2
-    exit 1
-fi
+    if [ "$attempt" = 2 ]; then
+        echo "package-test: the package did not install" >&2
+        exit 1
+    fi
+    sleep 30
+done
 sh "$root/scripts/make-sample-media.sh" "$root/build-deb/sample-media"
 python3 "$root/tests/package/installed_test.py" "$target" "$root/build-deb/sample-media"
 rm -rf "$target"
