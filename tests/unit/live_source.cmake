@@ -13,4 +13,4 @@ dms_unit_test(camera_live_view_test REAL_CAMERA)
 target_link_libraries(camera_live_view_test PRIVATE dmscamera dmscamera_media_libraries)
 target_include_directories(camera_live_view_test PRIVATE ${PROJECT_SOURCE_DIR}/camera/live_view)
 target_compile_definitions(camera_live_view_test
-                           PRIVATE DMS_SHARED_MEDIA_DIR="${PROJECT_SOURCE_DIR}/../shared/media")
+                           PRIVATE DMS_SHARED_MEDIA_DIR="${DMS_SHARED_MEDIA_DIR}")

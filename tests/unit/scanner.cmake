@@ -2,7 +2,6 @@
 # They read the shared sample media in place, generate more with ffmpeg and
 # exiftool into scratch folders, and check against exiftool, ffprobe and the
 # sqlite3 shell as independent readers.
-set(DMS_SHARED_MEDIA_DIR ${PROJECT_SOURCE_DIR}/../shared/media)
 foreach(scanner_test_name
     camera_jpeg_info_test
     camera_thumbnail_test
