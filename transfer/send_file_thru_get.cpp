@@ -162,6 +162,10 @@ bool SendFileThruGet::HandleHeader(stNUVAppList* headerList) {
   __AddConnectionResponseHeader(response);
   __AddContentFeaturesResponseHeader(response->additionalHeaders);
   __AddTransferModeResponseHeader(response->additionalHeaders, mime_.c_str());
+  // Deviation: the DLNA headers alone say that ranges are served, but
+  // players such as mpd look for Accept-Ranges and, without it, treat the
+  // file as unseekable and fetch it again from the start on every seek.
+  NUVHTTPAddAdditionalHeaderValue(response->additionalHeaders, "Accept-Ranges", "bytes");
   response->contentType = copyText(mime_);
 
   if (responseType_ == dms_transfer::kOneRange) {

@@ -9,6 +9,7 @@ namespace (netns.enter_private_namespaces).
 Usage: daemon_network_test.py DMSD MEDIA_DIR [unittest args]
 """
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -361,7 +362,7 @@ class BesideMpd(NetworkTest):
         os.mkdir(music)
         for n in range(5):
             subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i",
-                            "sine=frequency=%d:duration=1" % (440 + 110 * n),
+                            "sine=frequency=%d:duration=30" % (440 + 110 * n),
                             "-metadata", "title=Tone %d" % n, "-metadata", "artist=E2E",
                             os.path.join(music, "tone%d.mp3" % n)], check=True, timeout=60)
         cls.daemon = Daemon(cls.net, cls.state, "--upnp-port", "49200", media=music)
@@ -384,6 +385,43 @@ class BesideMpd(NetworkTest):
         return subprocess.run(self.net.server_cmd(["mpc", "-h", "127.0.0.1", "-p", "6610",
                                                    *args]),
                               capture_output=True, text=True, timeout=30)
+
+    def wait_for_songs(self, deadline):
+        """The five songs under the server in mpd's database, once it has
+        found the server and the scan has registered them."""
+        audio = []
+        while time.time() < deadline and len(audio) < 5:
+            audio = self.mpc("ls", "[Camera]E2E-Cam/Audio").stdout.splitlines()
+            time.sleep(0 if len(audio) >= 5 else 1)
+        if self.mpd.poll() is not None:
+            raise AssertionError("mpd exited: %s" % self.mpd.stderr.read()[-2000:])
+        return audio
+
+    def elapsed(self):
+        """mpd's position in the current song, in seconds (None when idle)."""
+        status = self.mpc("status").stdout
+        match = re.search(r"\[playing\].*?(\d+):(\d+)/", status)
+        return int(match.group(1)) * 60 + int(match.group(2)) if match else None
+
+    def test_mpd_plays_a_song_and_seeks_in_it(self):
+        songs = self.wait_for_songs(time.time() + 60)
+        self.assertEqual(len(songs), 5)
+        self.mpc("clear")
+        self.assertEqual(self.mpc("add", songs[0]).returncode, 0)
+        self.assertEqual(self.mpc("play").returncode, 0)
+        deadline = time.time() + 20
+        while time.time() < deadline and self.elapsed() is None:
+            time.sleep(0.2)
+        self.assertIsNotNone(self.elapsed(), self.mpc("status").stdout)
+        # Seeking needs a seekable input: mpd takes a stream as one only when
+        # the server announces Accept-Ranges, and otherwise refuses the seek.
+        seek = self.mpc("seek", "20")
+        self.assertEqual(seek.returncode, 0, seek.stderr)
+        deadline = time.time() + 10
+        while time.time() < deadline and (self.elapsed() or 0) < 20:
+            time.sleep(0.2)
+        self.assertGreaterEqual(self.elapsed() or 0, 20, self.mpc("status").stdout)
+        self.mpc("stop")
 
     def test_mpd_discovers_the_server_and_lists_its_music(self):
         deadline = time.time() + 60

@@ -156,6 +156,8 @@ class Streaming(LibraryTest):
                                      content_features(path, fourth), url)
                     self.assertIn(answer["headers"].get("transfermode.dlna.org"),
                                   ("Streaming", "Interactive"), url)
+                    # Every resource serves byte ranges, and says so.
+                    self.assertEqual(answer["headers"].get("accept-ranges"), "bytes", url)
                 self.assertEqual(get["error"], "", url)
                 self.assertEqual(int(head["headers"]["content-length"]), get["length"], url)
                 self.assertEqual(int(get["headers"]["content-length"]), get["length"], url)

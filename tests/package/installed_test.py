@@ -116,6 +116,20 @@ class InstalledPackage(unittest.TestCase):
                               ("StateDirectory", "dmsd")):
             self.assertEqual(unit.get(key), expected, key)
 
+    def test_unit_file_is_valid_and_confined(self):
+        r = subprocess.run(["systemd-analyze", "security", "--offline=yes", inside(UNIT)],
+                           capture_output=True, text=True, timeout=60)
+        exposure = re.search(r"Overall exposure level for dmsd.service: ([0-9.]+)", r.stdout)
+        self.assertIsNotNone(exposure, r.stdout + r.stderr)
+        self.assertLessEqual(float(exposure.group(1)), 4.0, r.stdout)
+        r = subprocess.run(["systemd-analyze", "--root=" + ROOT, "verify", inside(UNIT)],
+                           capture_output=True, text=True, timeout=60)
+        # The root has no systemd of its own to start units with, and
+        # systemd-analyze reads the manual page from the host.
+        noise = ("sysinit.target not found", "/bin/kill is not executable", "man dmsd(8)")
+        problems = [l for l in r.stderr.splitlines() if not any(n in l for n in noise)]
+        self.assertEqual(problems, [])
+
     def test_installed_dmsd_serves_the_media_folder(self):
         notify_path = inside("/run/dmsd-notify")
         notify = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)

@@ -34,6 +34,7 @@ TEST_F(SendFileThruGetTest, WholeFileAnswers200WithLengthTypeAndTransferMode) {
   EXPECT_EQ(r.contentLength, "1000");
   EXPECT_TRUE(r.http11);
   EXPECT_EQ(r.header("transferMode.dlna.org"), "Streaming");
+  EXPECT_EQ(r.header("Accept-Ranges"), "bytes") << "players look for it before they seek";
   EXPECT_FALSE(r.hasHeader("contentFeatures.dlna.org")) << "only when asked";
   EXPECT_FALSE(r.hasHeader("Content-Range"));
   EXPECT_EQ(FakeHttp::instance().unreleasedRequests(), 0);
@@ -74,10 +75,11 @@ TEST_F(SendFileThruGetTest, ResponseHeadersComeInTheirOrder) {
   ASSERT_TRUE(handle(handler, NUV_HTTP_GET, "/nuvmedia/2.mp3",
                      {{"getcontentFeatures.dlna.org", "1"}, {"Range", "bytes=0-9"}}));
   const FakeHttpResponse r = response();
-  ASSERT_EQ(r.headers.size(), 3u);
+  ASSERT_EQ(r.headers.size(), 4u);
   EXPECT_EQ(r.headers[0].first, "contentFeatures.dlna.org");
   EXPECT_EQ(r.headers[1].first, "transferMode.dlna.org");
-  EXPECT_EQ(r.headers[2].first, "Content-Range");
+  EXPECT_EQ(r.headers[2].first, "Accept-Ranges");
+  EXPECT_EQ(r.headers[3].first, "Content-Range");
 }
 
 TEST_F(SendFileThruGetTest, ZeroOpenRangeOnThousandByteFile) {
@@ -126,6 +128,7 @@ TEST_F(SendFileThruGetTest, StartAboveEndIsBadRequest) {
   EXPECT_EQ(r.connectionHeader, "close");
   EXPECT_TRUE(r.http11);
   EXPECT_FALSE(r.hasContentLength);
+  EXPECT_FALSE(r.hasHeader("Accept-Ranges")) << "errors carry no resource headers";
   EXPECT_TRUE(log.has("[SendFileThruGet:HandleHeader] Invalid Range list!!!"));
   EXPECT_EQ(FakeHttp::instance().unreleasedRequests(), 0);
 }
@@ -207,6 +210,7 @@ TEST_F(SendFileThruGetTest, HeadGetsHeadersOnlyAndTheFileIsClosedAtOnce) {
   EXPECT_EQ(r.status, 200);
   EXPECT_EQ(r.contentLength, "1000");
   EXPECT_EQ(r.contentType, "audio/mpeg");
+  EXPECT_EQ(r.header("Accept-Ranges"), "bytes");
   EXPECT_TRUE(log.has("[SendFileThruGet:HandleHeader] HTTP-HEAD REQUEST!!!"));
   EXPECT_EQ(pump(handler), "") << "nothing left to send";
 }
@@ -324,6 +328,7 @@ TEST_F(SendFileThruGetTest, ThumbnailIsServedFromItsSpan) {
   EXPECT_EQ(r.contentType, "image/jpeg");
   EXPECT_EQ(r.contentLength, "2000");
   EXPECT_EQ(r.header("transferMode.dlna.org"), "Interactive");
+  EXPECT_EQ(r.header("Accept-Ranges"), "bytes") << "a thumbnail's span serves ranges too";
   EXPECT_EQ(r.header("contentFeatures.dlna.org"),
             std::string("DLNA.ORG_PN=JPEG_TN;DLNA.ORG_OP=01;DLNA.ORG_CI=1;") + kInteractiveFlags);
   EXPECT_EQ(pump(handler), pattern(2000, 100));
