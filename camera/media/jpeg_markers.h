@@ -37,7 +37,13 @@ WalkResult walkSegments(const uint8_t* bytes, size_t size, size_t* resumeAt, Vis
       *resumeAt = pos;
       return WalkResult::kNeedMore;
     }
-    if (bytes[pos] != 0xFF) return WalkResult::kNotJpeg;
+    // Bytes where a marker should be are skipped up to the next 0xFF, as
+    // decoders do: damaged files and some writers leave a few there.
+    while (pos < size && bytes[pos] != 0xFF) ++pos;
+    if (pos >= size) {
+      *resumeAt = pos;
+      return WalkResult::kNeedMore;
+    }
     size_t start = pos;
     while (pos < size && bytes[pos] == 0xFF) ++pos;  // fill bytes
     if (pos >= size) {
@@ -47,7 +53,7 @@ WalkResult walkSegments(const uint8_t* bytes, size_t size, size_t* resumeAt, Vis
     uint8_t marker = bytes[pos++];
     if (marker == 0xD9 || marker == 0xDA) return WalkResult::kScanStart;
     if (marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7)) continue;  // no payload
-    if (marker == 0x00) return WalkResult::kNotJpeg;
+    if (marker == 0x00) continue;  // a stuffed 0xFF00 is data, not a marker
     if (pos + 2 > size) {
       *resumeAt = start;
       return WalkResult::kNeedMore;

@@ -10,6 +10,7 @@ extern "C" {
 
 #include "dms_camera.h"
 #include "ffmpeg_handles.h"
+#include "nuv_log.h"
 #include "picture_codec.h"
 
 namespace camera_thumb {
@@ -86,9 +87,11 @@ bool renderJpegThumbnail(const std::vector<unsigned char>& data, std::vector<uns
   }
   std::vector<unsigned char> rgb(static_cast<size_t>(decodeW) * decodeH * 3);
   if (tjDecompress2(tj.get(), data.data(), data.size(), rgb.data(), decodeW, decodeW * 3, decodeH,
-                    TJPF_RGB, TJFLAG_FASTDCT) != 0 &&
-      tjGetErrorCode(tj.get()) != TJERR_WARNING) {
-    return false;  // a warning (truncated data) still leaves a usable picture
+                    TJPF_RGB, TJFLAG_FASTDCT) != 0) {
+    if (tjGetErrorCode(tj.get()) != TJERR_WARNING) return false;
+    // Damaged or truncated data still leaves a usable picture.
+    NUVPrintf(NUV_LOG_INFO, "[Thumbnail] rendered from damaged JPEG data: %s",
+              tjGetErrorStr2(tj.get()));
   }
   if (decodeW == thumbW && decodeH == thumbH) {
     return encodeRgbJpeg(rgb.data(), thumbW, thumbH, thumbW * 3, jpeg);

@@ -10,6 +10,7 @@
 #include "dms_camera.h"
 #include "dms_media_registration.h"
 #include "log_capture.h"
+#include "nuv_log.h"
 #include "scanner_test_support.h"
 
 using scanner_test::mediaPath;
@@ -426,6 +427,123 @@ TEST_F(ScannerRows, PhotoWithoutThumbnailIsServedARenderedOne) {
   ASSERT_EQ(0, ASLWifi_getJpegMainInfo(rendered.c_str(), &info));
   EXPECT_EQ(160, info.width);
   EXPECT_EQ(120, info.height);
+  DMSAppMemFree(buffer);
+  delete path;
+  DMSSetThumbnailRenderers(nullptr, nullptr);
+  MultiMediaDbConnector::DestroyInstance();
+}
+
+// The byte offset of the primary image's scan (its SOS marker) in `jpeg`.
+size_t scanStart(const std::string& jpeg) {
+  size_t pos = 2;
+  while (pos + 4 <= jpeg.size() && static_cast<unsigned char>(jpeg[pos + 1]) != 0xDA) {
+    pos += 2 + ((static_cast<unsigned char>(jpeg[pos + 2]) << 8) |
+                static_cast<unsigned char>(jpeg[pos + 3]));
+  }
+  return pos;
+}
+
+// The photo with its entropy-coded data overwritten from 2 KiB into the scan
+// on: markers, EXIF and any thumbnail stay whole.
+std::string withDamagedScan(const std::string& jpeg) {
+  std::string damaged = jpeg;
+  const size_t from = scanStart(jpeg) + 2048;
+  for (size_t i = from; i < damaged.size() - 2 && i < from + 16384; ++i)
+    damaged[i] = static_cast<char>((i * 7919) & 0x7F);  // no 0xFF: no false markers
+  return damaged;
+}
+
+TEST_F(ScannerRows, FilesThatOtherReadersIdentifyAreRegistered) {
+  const std::string dir = content_test::scratchPath("others");
+  content_test::removeTree(dir);
+  scanner_test::run("mkdir -p " + dir);
+  auto make = [](const std::string& args) {
+    scanner_test::run("ffmpeg -v error -y -f lavfi " + args);
+  };
+  // AAC in ADTS frames behind an ID3v2 tag, as phones and recorders write it.
+  const std::string adts = dir + "/voice.aac";
+  make("-i sine=duration=2 -c:a aac -f adts -write_id3v2 1 -metadata title='Tagged ADTS' " + adts);
+  ASSERT_EQ("ID3", content_test::readFile(adts).substr(0, 3));
+  // FLAC behind an ID3v2 tag (a TIT2 frame written here).
+  const std::string flac = dir + "/tone.flac";
+  make("-i sine=duration=2 -c:a flac " + dir + "/plain.flac");
+  const std::string frame = std::string("TIT2\0\0\0\x0c\0\0\0", 11) + "Flac Title!";
+  content_test::writeFile(flac, std::string("ID3\x03\0\0\0\0\0", 9) +
+                                    static_cast<char>(frame.size()) + frame +
+                                    content_test::readFile(dir + "/plain.flac"));
+  std::remove((dir + "/plain.flac").c_str());
+  // Photos whose entropy-coded data is damaged, with and without an EXIF
+  // thumbnail, and one with stray bytes between two header segments.
+  const std::string source = dir + "/source.jpg";
+  make("-i testsrc2=size=1280x960 -frames:v 1 -q:v 3 " + source);
+  const std::string thumb = dir + "/thumb.jpg";
+  make("-i testsrc2=size=160x120 -frames:v 1 " + thumb);
+  scanner_test::run("exiftool -q -overwrite_original -Model=Tester '-ThumbnailImage<=" + thumb +
+                    "' " + scanner_test::shq(source));
+  std::remove(thumb.c_str());
+  const std::string withThumb = content_test::readFile(source);
+  scanner_test::run("exiftool -q -overwrite_original -ThumbnailImage= " +
+                    scanner_test::shq(source));
+  const std::string bare = content_test::readFile(source);
+  std::remove(source.c_str());
+  const std::string damaged = dir + "/damaged.jpg";
+  const std::string damagedBare = dir + "/damaged_bare.jpg";
+  const std::string stray = dir + "/stray.jpg";
+  content_test::writeFile(damaged, withDamagedScan(withThumb));
+  content_test::writeFile(damagedBare, withDamagedScan(bare));
+  const size_t afterFirst =
+      4 + ((static_cast<unsigned char>(bare[4]) << 8) | static_cast<unsigned char>(bare[5]));
+  content_test::writeFile(
+      stray, bare.substr(0, afterFirst) + std::string("\0\x12\x34", 3) + bare.substr(afterFirst));
+  // The independent readers know each of them.
+  EXPECT_EQ("aac", scanner_test::ffprobe(adts, "format=format_name"));
+  EXPECT_EQ("flac", scanner_test::ffprobe(flac, "format=format_name"));
+  for (const std::string& photo : {damaged, damagedBare, stray})
+    EXPECT_EQ("1280 960", scanner_test::exiftool(photo, "ImageSize")) << photo;
+
+  LogCapture log;
+  scan(dir);
+  for (const auto& line : log.lines())
+    EXPECT_EQ(std::string::npos, line.text.find("skipped")) << line.text;
+  EXPECT_EQ("2", one(db_, "select count(*) from AudioTable"));
+  EXPECT_EQ("3", one(db_, "select count(*) from ImageTable"));
+  EXPECT_EQ("Tagged ADTS", column("AudioTable", adts, "Title"));
+  EXPECT_EQ("AAC_ADTS_320", column("AudioTable", adts, "DLNAProfile"));
+  EXPECT_EQ("0:00:02", column("AudioTable", adts, "Duration").substr(0, 7));
+  EXPECT_EQ("Flac Title!", column("AudioTable", flac, "Title"));
+  for (const std::string& photo : {damaged, damagedBare, stray}) {
+    EXPECT_EQ("1280", column("ImageTable", photo, "Width")) << photo;
+    EXPECT_EQ("960", column("ImageTable", photo, "Height")) << photo;
+  }
+  // The intact EXIF thumbnail is served from its place in the file.
+  const std::string exifThumb =
+      scanner_test::run("exiftool -b -ThumbnailImage " + scanner_test::shq(damaged));
+  ASSERT_GT(exifThumb.size(), 100u);
+  EXPECT_EQ(exifThumb, scanner_test::bytesAt(
+                           damaged, atoll(column("ImageTable", damaged, "ThumbnailOffset").c_str()),
+                           atoll(column("ImageTable", damaged, "ThumbnailLength").c_str())));
+
+  // The photo without one gets a thumbnail rendered from what decodes, and
+  // the decoder's complaint is logged at level 1.
+  DMSSetThumbnailRenderers(ASLWifi_getMovieThumbBuffer, ASLWifi_getJpegThumbBuffer);
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  DMSAppString uri(column("ImageTable", damagedBare, "Thumbnailuri").c_str());
+  DMSAppString* path = nullptr;
+  int offset = 0, length = 0, fromBuffer = -1, substitute = -1;
+  char* buffer = nullptr;
+  log.clear();
+  ASSERT_TRUE(
+      db->GetThumbnailInfoFromURI(&uri, &path, &offset, length, &fromBuffer, &substitute, buffer));
+  EXPECT_EQ(1, fromBuffer);
+  EXPECT_EQ(0, substitute) << "rendered, not the substitute picture";
+  ASSERT_GT(length, 100);
+  EXPECT_EQ(std::string("\xFF\xD8", 2), std::string(buffer, 2));
+  bool complained = false;
+  for (const auto& line : log.lines())
+    complained =
+        complained || (line.level == NUV_LOG_INFO &&
+                       line.text.rfind("[Thumbnail] rendered from damaged JPEG data: ", 0) == 0);
+  EXPECT_TRUE(complained);
   DMSAppMemFree(buffer);
   delete path;
   DMSSetThumbnailRenderers(nullptr, nullptr);
