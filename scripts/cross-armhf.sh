@@ -21,16 +21,7 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 export DEBIAN_FRONTEND=noninteractive
 
-host_tools="crossbuild-essential-armhf qemu-user-static mmdebstrap cmake pkg-config"
-missing=""
-for p in $host_tools; do
-    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
-done
-if [ -n "$missing" ]; then
-    echo "cross-armhf: installing$missing"
-    # shellcheck disable=SC2086
-    apt-get install -y -q --no-install-recommends $missing >/dev/null
-fi
+sh "$root/scripts/setup.sh" crossbuild-essential-armhf qemu-user-static mmdebstrap cmake pkg-config
 
 # The armhf side of scripts/setup.sh's development packages.
 packages="libc6-dev,libstdc++-12-dev,libgtest-dev,libgmock-dev,libgupnp-1.6-dev,libgssdp-1.6-dev,\

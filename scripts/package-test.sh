@@ -11,10 +11,7 @@ if [ "$(id -u)" -ne 0 ]; then
     exit 1
 fi
 sh "$root/scripts/package.sh"
-for p in mmdebstrap util-linux systemd; do
-    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" ||
-        DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "$p" >/dev/null
-done
+sh "$root/scripts/setup.sh" mmdebstrap util-linux systemd >/dev/null
 deb=$(ls "$root"/build-deb/dmsd_*.deb)
 target="$root/build-deb/root"
 rm -rf "$target"

@@ -7,19 +7,7 @@ set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 out="$root/build-deb"
 sh "$root/scripts/setup.sh" >/dev/null
-tools="dpkg-dev debhelper lintian"
-missing=""
-for p in $tools; do
-    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
-done
-if [ -n "$missing" ]; then
-    if [ "$(id -u)" -ne 0 ]; then
-        echo "package: missing packages:$missing; run as root" >&2
-        exit 1
-    fi
-    # shellcheck disable=SC2086
-    DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends $missing >/dev/null
-fi
+sh "$root/scripts/setup.sh" dpkg-dev debhelper lintian >/dev/null
 
 version=$(dpkg-parsechangelog -l "$root/debian/changelog" -S Version)
 src="$out/src/dms-$version"

@@ -3,6 +3,8 @@
 # Idempotent: packages already present are skipped, and the package index is
 # refreshed at most once per run. Must run as root; a normal user is told the
 # exact command instead.
+# Usage: scripts/setup.sh [PACKAGE...]   (the given packages instead of the
+# project's list: the packaging and cross-build scripts name their tools)
 set -eu
 
 PACKAGES="
@@ -18,6 +20,7 @@ gssdp-tools gupnp-tools python3-gi gir1.2-gupnp-1.6 gir1.2-gupnp-av-1.0 gir1.2-g
 libgupnp-av-1.0-3 ffmpeg libimage-exiftool-perl mpd mpc vlc-bin vlc-plugin-base
 "
 
+[ $# -eq 0 ] || PACKAGES="$*"
 missing=""
 for p in $PACKAGES; do
     if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
