@@ -121,7 +121,8 @@ class DaemonCommandLine(unittest.TestCase):
 
     def run_until(self, args, wanted, env=None, timeout=60):
         """Starts dmsd, reads its output until every text of `wanted` has
-        appeared in it, stops it with SIGTERM; returns its output lines."""
+        appeared in it, stops it with SIGTERM; returns its output lines
+        (then those of its standard error)."""
         port = free_port()
         p = subprocess.Popen([DMSD, "--port", str(port), "--upnp-port", str(free_port()),
                               "--state", self.state.name, *args],
@@ -136,7 +137,7 @@ class DaemonCommandLine(unittest.TestCase):
                 lines.append(line.rstrip("\n"))
             p.send_signal(signal.SIGTERM)
             out, err = p.communicate(timeout=20)
-            lines += out.splitlines()
+            lines += out.splitlines() + err.splitlines()
         finally:
             if p.poll() is None:
                 p.kill()
@@ -241,6 +242,45 @@ class DaemonCommandLine(unittest.TestCase):
         r = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-z", page], capture_output=True,
                            text=True, timeout=30)
         self.assertEqual((r.returncode, r.stderr), (0, ""))
+
+    def test_an_unusable_database_is_moved_aside_and_rebuilt(self):
+        with tempfile.TemporaryDirectory() as media:
+            for name in ("a.jpg", "b.mp3", "c.mp4"):
+                self.make_media(os.path.join(media, name))
+            done = "scan of %s done" % os.path.realpath(media)
+            database = os.path.join(self.state.name, "media.db")
+            self.run_until(["--media", media], [done])
+            good = open(database, "rb").read()
+            self.assertGreater(len(good), 8192)
+            foreign = os.path.join(self.state.name, "foreign.db")
+            with sqlite3.connect(foreign) as db:
+                db.execute("create table ObjectTable (id integer primary key, name text)")
+                db.execute("insert into ObjectTable values (1, 'not ours')")
+            cases = {"garbage": bytes(range(256)) * 40,
+                     "truncated": good[:len(good) // 2],
+                     "foreign schema": open(foreign, "rb").read()}
+            for case, content in cases.items():
+                with self.subTest(case):
+                    for old in os.listdir(self.state.name):
+                        if old.startswith("media.db"):
+                            os.unlink(os.path.join(self.state.name, old))
+                    with open(database, "wb") as f:
+                        f.write(content)
+                    lines = self.run_until(["--media", media], [done])
+                    warnings = [l for l in lines if "is not usable" in l]
+                    self.assertEqual(len(warnings), 1, lines)
+                    aside = [n for n in os.listdir(self.state.name)
+                             if n.startswith("media.db.unusable-")
+                             and not n.endswith(("-wal", "-shm"))]
+                    self.assertEqual(len(aside), 1)
+                    self.assertIn(aside[0], warnings[0])
+                    with open(os.path.join(self.state.name, aside[0]), "rb") as f:
+                        self.assertEqual(f.read(), content, "kept as it was")
+                    self.assertEqual(len(self.registered()), 3, "rebuilt by the scan")
+            # A sound database is used as it is.
+            lines = self.run_until(["--media", media], [done])
+            self.assertFalse([l for l in lines if "is not usable" in l], lines)
+            self.assertTrue(any("0 registered" in l for l in lines), lines)
 
     def test_version(self):
         r = run("--version")
