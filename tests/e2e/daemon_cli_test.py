@@ -282,6 +282,78 @@ class DaemonCommandLine(unittest.TestCase):
             self.assertFalse([l for l in lines if "is not usable" in l], lines)
             self.assertTrue(any("0 registered" in l for l in lines), lines)
 
+    def consistency(self):
+        """Counts that a sound database keeps equal, from the sqlite3 shell
+        (another reader than the server's)."""
+        database = os.path.join(self.state.name, "media.db")
+
+        def count(sql):
+            r = subprocess.run(["sqlite3", "-batch", database, sql], capture_output=True,
+                               text=True, timeout=60)
+            self.assertEqual(r.returncode, 0, r.stderr)
+            return int(r.stdout.strip())
+        return {
+            "objects": count("select count(*) from ObjectTable"),
+            "photos": count("select count(*) from ImageTable"),
+            "distinct paths": count("select count(distinct FullPath) from ObjectTable"),
+            "orphan objects": count("select count(*) from ObjectTable o where not exists "
+                                    "(select 1 from ImageTable i where i.id=o.id)"),
+            "orphan photos": count("select count(*) from ImageTable i where not exists "
+                                   "(select 1 from ObjectTable o where o.id=i.id)"),
+            "half-written": count("select count(*) from ImageTable where uri is null or "
+                                  "Thumbnailuri is null or Width is null or size is null"),
+            "states": count("select count(*) from ScannerFileState where id > 0"),
+            "states without rows": count("select count(*) from ScannerFileState s where "
+                                         "s.id > 0 and not exists (select 1 from ObjectTable o "
+                                         "where o.id=s.id)"),
+        }
+
+    def test_sigkill_during_a_scan_leaves_whole_rows_and_a_restart_completes(self):
+        files = 20000
+        with tempfile.TemporaryDirectory() as media:
+            first = os.path.join(media, "p00000.jpg")
+            self.make_media(first)
+            for n in range(1, files):  # links: many paths, one file's bytes
+                os.link(first, os.path.join(media, "p%05d.jpg" % n))
+            p = subprocess.Popen([DMSD, "--media", media, "--port", str(free_port()),
+                                  "--upnp-port", str(free_port()), "--state", self.state.name],
+                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            database = os.path.join(self.state.name, "media.db")
+            try:
+                # Killed once the first batches are in (WAL lets another
+                # reader see them while the scan goes on).
+                deadline = time.time() + 120
+                while time.time() < deadline:
+                    r = subprocess.run(["sqlite3", "-batch", database,
+                                        "select count(*) from ObjectTable"],
+                                       capture_output=True, text=True, timeout=30)
+                    if r.returncode == 0 and r.stdout.strip() not in ("", "0"):
+                        break
+                    time.sleep(0.02)
+            finally:
+                p.kill()
+                out, _ = p.communicate(timeout=20)
+            lines = out.splitlines()
+            self.assertFalse([l for l in lines if "done:" in l],
+                             "killed before the scan ended")
+            killed = self.consistency()
+            self.assertLess(killed["objects"], files)
+            self.assertGreater(killed["objects"], 0, "batches written before the kill")
+            for name in ("orphan objects", "orphan photos", "half-written", "states without rows"):
+                self.assertEqual(killed[name], 0, (name, killed))
+            self.assertEqual(killed["distinct paths"], killed["objects"])
+            self.assertEqual(killed["photos"], killed["objects"])
+
+            self.run_until(["--media", media], ["scan of %s done" % os.path.realpath(media)],
+                           timeout=300)
+            after = self.consistency()
+            self.assertEqual(after["objects"], files, after)
+            self.assertEqual(after["photos"], files)
+            self.assertEqual(after["distinct paths"], files)
+            self.assertEqual(after["states"], files)
+            for name in ("orphan objects", "orphan photos", "half-written", "states without rows"):
+                self.assertEqual(after[name], 0, (name, after))
+
     def test_version(self):
         r = run("--version")
         self.assertEqual(r.returncode, 0)
