@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <map>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -23,7 +24,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kDirEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
-                                IN_CREATE | IN_DELETE_SELF | IN_ONLYDIR;
+                                IN_CREATE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+// How often a media folder that has gone is looked for.
+constexpr int kMissingFolderPollMs = 2000;
 constexpr auto kProgressInterval = std::chrono::seconds(1);
 
 struct Watch {
@@ -35,6 +38,7 @@ struct Watch {
   std::atomic<bool> rescan{false};
   std::map<int, std::string> watched;  // watch descriptor -> folder
   std::string scanning;                // the media folder being scanned
+  std::set<std::string> missing;       // media folders that have gone
   Clock::time_point scanStart;
   Clock::time_point lastPrint;
 };
@@ -77,11 +81,48 @@ void beginScan(Watch* w, const std::string& folder) {
   fflush(stdout);
 }
 
+bool isDirectory(const std::string& path) {
+  struct stat st {};
+  return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+bool isMediaFolder(const Watch* w, const std::string& path) {
+  for (const std::string& folder : w->options.folders)
+    if (folder == path) return true;
+  return false;
+}
+
+// A media folder removed or moved away: its watches go (those of a moved
+// tree would report paths that are no longer true), and so do its files.
+void mediaFolderGone(Watch* w, const std::string root) {  // a copy: watches go
+  if (!w->missing.insert(root).second) return;
+  for (auto it = w->watched.begin(); it != w->watched.end();) {
+    const std::string& path = it->second;
+    if (path == root || path.compare(0, root.size() + 1, root + "/") == 0) {
+      inotify_rm_watch(w->inotifyFd, it->first);
+      it = w->watched.erase(it);
+    } else {
+      ++it;
+    }
+  }
+  long long removed = 0;
+  for (const std::string& path : DirectoryScanner::KnownFiles(w->options.dbPath.c_str(), root))
+    if (NUVUtilRemoveFileFromDb(w->options.connectionID, path.c_str()) == 0) ++removed;
+  printf("dmsd: media folder %s is gone: %lld files removed; they come back with it\n",
+         root.c_str(), removed);
+  fflush(stdout);
+}
+
 void fullScan(Watch* w) {
   w->rescan.store(false);
   // Each scan adds and removes only below its own folder.
   for (const std::string& folder : w->options.folders) {
     if (w->stop.load()) break;
+    if (w->missing.count(folder) != 0) continue;
+    if (!isDirectory(folder)) {
+      mediaFolderGone(w, folder);  // unnoticed without a watch
+      continue;
+    }
     beginScan(w, folder);
     if (NUVUtilStartFileScanner(w->options.connectionID, folder.c_str()) != 0) {
       printf("dmsd: scan of %s failed (run with -v for details)\n", folder.c_str());
@@ -147,6 +188,26 @@ void watchTree(Watch* w, const std::string& folder, bool registerFiles) {
   }
 }
 
+// Media folders that have come back are watched and scanned again.
+void lookForMissingFolders(Watch* w) {
+  for (auto it = w->missing.begin(); it != w->missing.end() && !w->stop.load();) {
+    const std::string root = *it;
+    if (!isDirectory(root)) {
+      ++it;
+      continue;
+    }
+    it = w->missing.erase(it);
+    printf("dmsd: media folder %s is back\n", root.c_str());
+    fflush(stdout);
+    if (w->options.watch) watchTree(w, root, false);
+    beginScan(w, root);
+    if (NUVUtilStartFileScanner(w->options.connectionID, root.c_str()) != 0) {
+      printf("dmsd: scan of %s failed (run with -v for details)\n", root.c_str());
+      fflush(stdout);
+    }
+  }
+}
+
 void handleEvent(Watch* w, const inotify_event* e) {
   if (e->mask & IN_Q_OVERFLOW) {
     w->rescan.store(true);  // events were lost: the scan finds what changed
@@ -154,6 +215,10 @@ void handleEvent(Watch* w, const inotify_event* e) {
   }
   auto folder = w->watched.find(e->wd);
   if (folder == w->watched.end()) return;
+  if ((e->mask & (IN_DELETE_SELF | IN_MOVE_SELF)) && isMediaFolder(w, folder->second)) {
+    mediaFolderGone(w, folder->second);
+    return;
+  }
   if (e->mask & (IN_DELETE_SELF | IN_IGNORED)) {
     w->watched.erase(folder);
     return;
@@ -177,8 +242,9 @@ void run(Watch* w) {
   alignas(inotify_event) char buffer[64 * 1024];
   while (!w->stop.load()) {
     pollfd fds[2] = {{w->wake[0], POLLIN, 0}, {w->inotifyFd, POLLIN, 0}};
-    int n = poll(fds, w->options.watch ? 2 : 1, -1);
-    if (n < 0) continue;
+    int n = poll(fds, w->options.watch ? 2 : 1, w->missing.empty() ? -1 : kMissingFolderPollMs);
+    if (!w->missing.empty()) lookForMissingFolders(w);
+    if (n <= 0) continue;
     if (fds[0].revents & POLLIN) {
       char drain[64];
       while (read(w->wake[0], drain, sizeof drain) > 0) {

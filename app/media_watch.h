@@ -1,8 +1,10 @@
 // The daemon's media folders: the start-up scan with its progress line, then
 // inotify watching of the folder tree (new subfolders included) so that
 // files are registered when their writer closes them or they are moved in,
-// and removed when deleted or moved out; each change is announced. Rescans
-// on request (SIGUSR1). Everything runs on one thread of its own, so the
+// and removed when deleted or moved out; each change is announced. A media
+// folder that goes (removed, moved away, an unmounted card) takes its files
+// with it; it is looked for every two seconds and scanned again when it is
+// back. Rescans on request (SIGUSR1). Everything runs on one thread of its own, so the
 // SOAP side is never blocked by the scanner.
 #ifndef DMS_APP_MEDIA_WATCH_H
 #define DMS_APP_MEDIA_WATCH_H
@@ -12,6 +14,7 @@
 
 struct MediaWatchOptions {
   std::vector<std::string> folders;  // no one inside another
+  std::string dbPath;                // the media database (what a gone folder held)
   int connectionID = 0;
   bool dcf = false;         // only the DCF layout is registered
   bool watch = true;        // inotify after the first scan

@@ -223,6 +223,18 @@ long long DirectoryScanner::ForgetOutside(const char* dbPath,
   return rows.commit() ? removed : -1;
 }
 
+std::vector<std::string> DirectoryScanner::KnownFiles(const char* dbPath,
+                                                      const std::string& folder) {
+  std::vector<std::string> files;
+  MediaRows rows;
+  std::map<std::string, MediaRows::Known> known;
+  if (dbPath == nullptr || !rows.open(dbPath) || !rows.loadKnown(folderPrefix(folder), &known))
+    return files;
+  for (const auto& file : known)
+    if (file.second.id > 0) files.push_back(file.first);
+  return files;
+}
+
 namespace {
 
 // One examined file waiting to be written.

@@ -8,10 +8,12 @@ import os
 import re
 import signal
 import socket
+import shutil
 import sqlite3
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
 
@@ -353,6 +355,58 @@ class DaemonCommandLine(unittest.TestCase):
             self.assertEqual(after["states"], files)
             for name in ("orphan objects", "orphan photos", "half-written", "states without rows"):
                 self.assertEqual(after[name], 0, (name, after))
+
+    def test_a_media_folder_that_goes_takes_its_files_and_brings_them_back(self):
+        with tempfile.TemporaryDirectory() as top:
+            a, b = os.path.join(top, "a"), os.path.join(top, "b")
+            for folder, names in ((a, ("p.jpg", "s.mp3")), (b, ("v.mp4",))):
+                os.mkdir(folder)
+                for name in names:
+                    self.make_media(os.path.join(folder, name))
+            p = subprocess.Popen([DMSD, "--media", a, "--media", b, "--port", str(free_port()),
+                                  "--upnp-port", str(free_port()), "--state", self.state.name],
+                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            lines = []
+            reader = threading.Thread(target=lambda: lines.extend(p.stdout), daemon=True)
+            reader.start()
+
+            def wait_for(text, count=1):
+                deadline = time.time() + 30
+                while time.time() < deadline and sum(text in l for l in lines) < count:
+                    time.sleep(0.05)
+                self.assertGreaterEqual(sum(text in l for l in lines), count, (text, lines))
+            try:
+                wait_for("scan of %s done" % b)
+                self.assertEqual(len(self.registered()), 3)
+                # Removed: its files go, the other folder's stay.
+                shutil.rmtree(a)
+                wait_for("media folder %s is gone" % a)
+                self.assertEqual(self.registered(), [os.path.join(b, "v.mp4")])
+                # Back, with other content: registered again.
+                os.mkdir(a + ".new")
+                self.make_media(os.path.join(a + ".new", "q.jpg"))
+                os.rename(a + ".new", a)
+                wait_for("media folder %s is back" % a)
+                wait_for("scan of %s done" % a, 2)
+                self.assertEqual(self.registered(), [os.path.join(a, "q.jpg"),
+                                                     os.path.join(b, "v.mp4")])
+                # Moved away and replaced: the new folder's files, watched.
+                os.rename(a, a + ".old")
+                wait_for("media folder %s is gone: 1 files removed" % a)
+                os.mkdir(a)
+                wait_for("media folder %s is back" % a, 2)
+                wait_for("scan of %s done" % a, 3)
+                self.make_media(os.path.join(a, "late.mp3"))
+                wait_for("registered %s" % os.path.join(a, "late.mp3"))
+                self.make_media(os.path.join(a + ".old", "moved-away.mp3"))
+                time.sleep(0.5)
+                self.assertEqual(self.registered(), [os.path.join(a, "late.mp3"),
+                                                     os.path.join(b, "v.mp4")])
+            finally:
+                p.send_signal(signal.SIGTERM)
+                p.wait(timeout=20)
+                reader.join(timeout=5)
+            self.assertEqual(p.returncode, 0, lines)
 
     def test_version(self):
         r = run("--version")
