@@ -242,6 +242,7 @@ int main(int argc, char** argv) {
             paths.database.c_str());
     return kExitStartup;
   }
+  DirectoryScanner::SetFollowSymlinks(options.followSymlinks);
   forgetUnservedFiles(options, paths.database);
   if (options.dcf && !ScanBeforeStart(options.media.front(), paths.database, true)) {
     fprintf(stderr, "dmsd: cannot scan %s into %s (run with -v for details)\n",

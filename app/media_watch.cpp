@@ -140,8 +140,21 @@ bool wanted(const Watch* w, const std::string& path) {
          DirectoryScanner::IsDcfPath(w->options.folders.front().c_str(), path.c_str());
 }
 
+// The media folder `path` lies in.
+std::string mediaFolderOf(const Watch* w, const std::string& path) {
+  for (const std::string& folder : w->options.folders)
+    if (path.compare(0, folder.size() + 1, folder + "/") == 0) return folder;
+  return "";
+}
+
 void registerFile(Watch* w, const std::string& path) {
   if (!wanted(w, path)) return;
+  if (DirectoryScanner::IsLinkOutside(mediaFolderOf(w, path).c_str(), path.c_str())) {
+    printf("dmsd: not registered %s: a link to outside the media folder (see --follow-symlinks)\n",
+           path.c_str());
+    fflush(stdout);
+    return;
+  }
   int rc = NUVUtilAddFileToDb(w->options.connectionID, path.c_str());
   printf(rc == 0 ? "dmsd: registered %s\n" : "dmsd: could not register %s\n", path.c_str());
   fflush(stdout);
@@ -232,6 +245,10 @@ void handleEvent(Watch* w, const inotify_event* e) {
     return;
   }
   if (e->mask & (IN_CLOSE_WRITE | IN_MOVED_TO)) registerFile(w, path);
+  // A symbolic link is complete when made: no write to wait for.
+  struct stat st {};
+  if ((e->mask & IN_CREATE) && lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode))
+    registerFile(w, path);
   if (e->mask & (IN_DELETE | IN_MOVED_FROM)) removeFile(w, path);
 }
 

@@ -71,9 +71,9 @@ const char kUsage[] =
     "                        line with the long option names as keys (media,\n"
     "                        address, interface, port, upnp-port, state,\n"
     "                        upload-dir, max-upload-size, live-view, name,\n"
-    "                        access, allow, verbose; dcf and watch take yes or\n"
-    "                        no; one media line per folder); '#' starts a\n"
-    "                        comment.\n"
+    "                        access, allow, verbose; dcf, watch and\n"
+    "                        follow-symlinks take yes or no; one media line per\n"
+    "                        folder); '#' starts a comment.\n"
     "                        Command-line options win. SIGHUP re-reads the\n"
     "                        access and allow keys.\n"
     "      --dcf             scan only the camera layout DCIM/NNNXXXXX/XXXXNNNN.EXT\n"
@@ -89,6 +89,10 @@ const char kUsage[] =
     "                        listings come from the database.\n"
     "      --no-watch        do not watch the media folders for changes; rescan\n"
     "                        with SIGUSR1\n"
+    "      --follow-symlinks also serve files that symbolic links in the media\n"
+    "                        folders point to outside them (by default such links\n"
+    "                        are skipped with one log line: a folder shares what\n"
+    "                        is in it, not what it points to)\n"
     "  -v, --verbose         log information; twice also logs SOAP bodies\n"
     "  -h, --help            show this help and exit\n"
     "      --version         show the version and exit\n"
@@ -206,9 +210,9 @@ std::string apply(const std::string& key, const std::string& value, const std::s
     o->liveView = value;
   } else if (key == "name") {
     o->name = value;
-  } else if (key == "dcf" || key == "watch") {
+  } else if (key == "dcf" || key == "watch" || key == "follow-symlinks") {
     if (value != "yes" && value != "no") return where + ": " + key + " must be yes or no";
-    (key == "dcf" ? o->dcf : o->watch) = value == "yes";
+    (key == "dcf" ? o->dcf : key == "watch" ? o->watch : o->followSymlinks) = value == "yes";
   } else if (key == "verbose") {
     if (value != "0" && value != "1" && value != "2") return where + ": verbose must be 0, 1 or 2";
     o->verbosity = value[0] - '0';
@@ -265,6 +269,7 @@ const Flag kFlags[] = {{"-m", "--media", "media"},
                        {"-h", "--help", nullptr},
                        {nullptr, "--dcf", nullptr},
                        {nullptr, "--no-watch", nullptr},
+                       {nullptr, "--follow-symlinks", nullptr},
                        {nullptr, "--version", nullptr}};
 
 std::string defaultStateDir() {
@@ -385,6 +390,7 @@ std::string ParseDaemonOptions(int argc, char** argv, DaemonOptions* out) {
       if (arg == "--version") out->version = true;
       if (arg == "--dcf") out->dcf = true;
       if (arg == "--no-watch") out->watch = false;
+      if (arg == "--follow-symlinks") out->followSymlinks = true;
       continue;
     }
     std::string value;

@@ -20,9 +20,10 @@ struct DaemonOptions {
   std::string liveView;                   // live-view source: "test", /dev/videoN, a file
   std::string name;                       // model name announced as "[Camera]NAME"
   std::string configFile;
-  int verbosity = 0;  // 0 errors, 1 +information, 2 +SOAP dumps
-  bool dcf = false;   // scan only the camera's DCIM layout (else every media file)
-  bool watch = true;  // register files that appear, change or go while running
+  int verbosity = 0;            // 0 errors, 1 +information, 2 +SOAP dumps
+  bool dcf = false;             // scan only the camera's DCIM layout (else every media file)
+  bool watch = true;            // register files that appear, change or go while running
+  bool followSymlinks = false;  // serve links to files outside the media folders
   bool help = false;
   bool version = false;
 };

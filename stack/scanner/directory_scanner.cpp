@@ -8,6 +8,7 @@ extern "C" {
 #include <sys/stat.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <map>
 #include <mutex>
 #include <vector>
@@ -137,6 +138,18 @@ void DirectoryScanner::SetProgressListener(ScanProgressListener listener, void* 
 
 bool DirectoryScanner::IsMediaFileName(const char* path) {
   return path != nullptr && scan_walker::wantedName(path);
+}
+
+void DirectoryScanner::SetFollowSymlinks(bool follow) {
+  scan_walker::setFollowLinksOutside(follow);
+}
+
+bool DirectoryScanner::IsLinkOutside(const char* root, const char* path) {
+  if (root == nullptr || path == nullptr) return false;
+  char* real = realpath(root, nullptr);
+  const std::string realRoot = real != nullptr ? real : "";
+  free(real);
+  return scan_walker::linkLeadsOutside(path, realRoot);
 }
 
 bool DirectoryScanner::IsDcfPath(const char* root, const char* path) {

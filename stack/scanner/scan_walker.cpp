@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <memory>
 
 #include "media_parsers.h"
+#include "nuv_log.h"
 #include "scan_text.h"
 
 namespace scan_walker {
@@ -52,8 +54,26 @@ bool equalNoCase(const std::string& a, const char* b) {
   return i == a.size() && b[i] == '\0';
 }
 
-void addIfFile(const std::string& path, std::vector<FoundFile>* files) {
+std::atomic<bool> gFollowLinksOutside{false};
+
+// The path with every link resolved; "" when it cannot be.
+std::string resolved(const std::string& path) {
+  char* real = realpath(path.c_str(), nullptr);
+  if (real == nullptr) return "";
+  std::string result(real);
+  free(real);
+  return result;
+}
+
+void addIfFile(const std::string& path, const std::string& realRoot,
+               std::vector<FoundFile>* files) {
   struct stat st {};
+  if (lstat(path.c_str(), &st) != 0) return;
+  if (S_ISLNK(st.st_mode) && linkLeadsOutside(path, realRoot)) {
+    NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] skipped %s: a link to outside the media folder",
+              path.c_str());
+    return;
+  }
   if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return;
   files->push_back({path, static_cast<long long>(st.st_size), static_cast<long long>(st.st_mtime)});
 }
@@ -79,6 +99,17 @@ bool isDir(const std::string& path, bool followLinks) {
 
 }  // namespace
 
+void setFollowLinksOutside(bool follow) { gFollowLinksOutside.store(follow); }
+
+bool linkLeadsOutside(const std::string& path, const std::string& realRoot) {
+  if (gFollowLinksOutside.load()) return false;
+  struct stat st {};
+  if (lstat(path.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return false;
+  const std::string target = resolved(path);
+  if (target.empty() || realRoot.empty()) return true;
+  return realRoot != "/" && target.compare(0, realRoot.size() + 1, realRoot + "/") != 0;
+}
+
 bool wantedName(const std::string& name) {
   std::string ext = scan_text::extension(name);
   return ext != "thm" && media_parsers::wantedExtension(ext);
@@ -86,6 +117,7 @@ bool wantedName(const std::string& name) {
 
 void walkTree(const std::string& root, const std::atomic<bool>& cancel,
               std::vector<FoundFile>* files) {
+  const std::string realRoot = resolved(root);
   std::vector<std::string> pending{root};
   while (!pending.empty() && !cancel.load()) {
     std::string dir = pending.back();
@@ -96,7 +128,7 @@ void walkTree(const std::string& root, const std::atomic<bool>& cancel,
       if (isDir(path, false)) {
         subfolders.push_back(path);
       } else if (wantedName(name)) {
-        addIfFile(path, files);
+        addIfFile(path, realRoot, files);
       }
     }
     // Reverse so that folders are visited in name order.
@@ -106,6 +138,7 @@ void walkTree(const std::string& root, const std::atomic<bool>& cancel,
 
 void walkDcf(const std::string& root, const std::atomic<bool>& cancel,
              std::vector<FoundFile>* files) {
+  const std::string realRoot = resolved(root);
   for (const std::string& top : entries(root)) {
     if (!equalNoCase(top, "DCIM") || !isDir(root + "/" + top, true)) continue;
     std::string dcim = root + "/" + top;
@@ -114,7 +147,7 @@ void walkDcf(const std::string& root, const std::atomic<bool>& cancel,
       if (!dcfFolderName(folder) || !isDir(dcim + "/" + folder, true)) continue;
       for (const std::string& name : entries(dcim + "/" + folder)) {
         if (dcfFileName(name) && wantedName(name))
-          addIfFile(dcim + "/" + folder + "/" + name, files);
+          addIfFile(dcim + "/" + folder + "/" + name, realRoot, files);
       }
     }
   }

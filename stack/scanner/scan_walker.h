@@ -16,7 +16,8 @@ struct FoundFile {
 };
 
 // Files with a wanted extension below `root` (hidden entries and symbolic
-// links to folders are not followed; ".THM" movie sidecars are left out).
+// links to folders are not followed, links to files outside `root` only when
+// allowed; ".THM" movie sidecars are left out).
 // Stops early when `cancel` becomes true.
 void walkTree(const std::string& root, const std::atomic<bool>& cancel,
               std::vector<FoundFile>* files);
@@ -24,6 +25,12 @@ void walkTree(const std::string& root, const std::atomic<bool>& cancel,
 // regard to case).
 void walkDcf(const std::string& root, const std::atomic<bool>& cancel,
              std::vector<FoundFile>* files);
+// Links to files outside the media folder are left out (the folder is what
+// the user chose to share) unless this is set; process-wide.
+void setFollowLinksOutside(bool follow);
+// Whether `path` is a symbolic link that resolves outside `realRoot` (a
+// folder without links in its path) while such links are left out.
+bool linkLeadsOutside(const std::string& path, const std::string& realRoot);
 // Whether `path` has the shape of a DCF file below `root`.
 bool isDcfPath(const std::string& root, const std::string& path);
 

@@ -25,6 +25,11 @@ def run(*args, timeout=20):
     return subprocess.run([DMSD, *args], capture_output=True, text=True, timeout=timeout)
 
 
+def content_of(path):
+    with open(path, "rb") as f:
+        return f.read()
+
+
 def free_port():
     with socket.socket() as s:
         s.bind(("127.0.0.1", 0))
@@ -252,7 +257,7 @@ class DaemonCommandLine(unittest.TestCase):
             done = "scan of %s done" % os.path.realpath(media)
             database = os.path.join(self.state.name, "media.db")
             self.run_until(["--media", media], [done])
-            good = open(database, "rb").read()
+            good = content_of(database)
             self.assertGreater(len(good), 8192)
             foreign = os.path.join(self.state.name, "foreign.db")
             with sqlite3.connect(foreign) as db:
@@ -260,7 +265,7 @@ class DaemonCommandLine(unittest.TestCase):
                 db.execute("insert into ObjectTable values (1, 'not ours')")
             cases = {"garbage": bytes(range(256)) * 40,
                      "truncated": good[:len(good) // 2],
-                     "foreign schema": open(foreign, "rb").read()}
+                     "foreign schema": content_of(foreign)}
             for case, content in cases.items():
                 with self.subTest(case):
                     for old in os.listdir(self.state.name):
@@ -407,6 +412,45 @@ class DaemonCommandLine(unittest.TestCase):
                 p.wait(timeout=20)
                 reader.join(timeout=5)
             self.assertEqual(p.returncode, 0, lines)
+
+    def test_links_to_files_outside_the_media_folder_are_served_only_when_asked(self):
+        with tempfile.TemporaryDirectory() as top:
+            media, outside = os.path.join(top, "media"), os.path.join(top, "private")
+            os.mkdir(media)
+            os.mkdir(outside)
+            self.make_media(os.path.join(media, "inside.jpg"))
+            self.make_media(os.path.join(outside, "secret.jpg"))
+            os.symlink(os.path.join(media, "inside.jpg"), os.path.join(media, "alias.jpg"))
+            os.symlink(os.path.join(outside, "secret.jpg"), os.path.join(media, "leak.jpg"))
+            os.symlink(outside, os.path.join(media, "folder-link"))
+            done = "scan of %s done" % media
+            lines = self.run_until(["--media", media], [done])
+            self.assertEqual(self.registered(), [os.path.join(media, "alias.jpg"),
+                                                 os.path.join(media, "inside.jpg")])
+            self.assertEqual(sum("leak.jpg: a link to outside the media folder" in l
+                                 for l in lines), 1, lines)
+            lines = self.run_until(["--media", media, "--follow-symlinks"], [done])
+            self.assertEqual(self.registered(), [os.path.join(media, "alias.jpg"),
+                                                 os.path.join(media, "inside.jpg"),
+                                                 os.path.join(media, "leak.jpg")])
+            # A link made while the daemon watches the folder.
+            p = subprocess.Popen([DMSD, "--media", media, "--port", str(free_port()),
+                                  "--upnp-port", str(free_port()), "--state", self.state.name],
+                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            try:
+                while done not in p.stdout.readline():
+                    pass
+                os.symlink(os.path.join(outside, "secret.jpg"), os.path.join(media, "late.jpg"))
+                line = p.stdout.readline()
+                self.assertIn("not registered %s" % os.path.join(media, "late.jpg"), line)
+                os.symlink(os.path.join(media, "inside.jpg"), os.path.join(media, "again.jpg"))
+                line = p.stdout.readline()
+                self.assertIn("registered %s" % os.path.join(media, "again.jpg"), line)
+                self.assertNotIn("not", line)
+            finally:
+                p.send_signal(signal.SIGTERM)
+                p.communicate(timeout=20)
+            self.assertNotIn(os.path.join(media, "late.jpg"), self.registered())
 
     def test_version(self):
         r = run("--version")

@@ -140,6 +140,11 @@ class DirectoryScanner {
   // Whether a scan looks at a file of this name (by its extension; movie
   // sidecar thumbnails ".THM" are not media of their own).
   static bool IsMediaFileName(const char* path);
+  // Symbolic links to files outside the scanned folder are skipped (with a
+  // log line) unless this is set; process-wide, off by default.
+  static void SetFollowSymlinks(bool follow);
+  // Whether `path` is such a link with regard to the media folder `root`.
+  static bool IsLinkOutside(const char* root, const char* path);
   // Whether `path` lies in the DCF layout below `root` (what scanDcf takes).
   static bool IsDcfPath(const char* root, const char* path);
 
