@@ -251,8 +251,9 @@ TEST_F(Timers, TimerOf1500MsFiresOnceAfterItsTimeAndIsThenGone) {
   auto elapsed =
       std::chrono::duration_cast<milliseconds>(recorder_.calls()[0].at - started).count();
   EXPECT_GE(elapsed, 1500);
-  EXPECT_LE(elapsed, 3000);
-  EXPECT_FALSE(exists(handle));
+  EXPECT_LE(elapsed, 4500);  // generous: emulated and loaded machines are slow
+  // The record goes once the callback has returned.
+  EXPECT_TRUE(waitFor([&] { return !exists(handle); }, milliseconds(2000)));
 
   // The handle is gone: a new start is accepted but nothing happens.
   EXPECT_EQ(1, DMSAppStartTimer(handle, 10, &Recorder::callback, asParam(&recorder_)));
@@ -333,9 +334,9 @@ TEST_F(Timers, MoreThan128ExpiriesInOnePollAllFireOnceInListOrder) {
   std::this_thread::sleep_for(milliseconds(50));
   gate->release();
   ASSERT_TRUE(waitFor([&] { return recorder_.count() >= kTimers; }));
-  std::this_thread::sleep_for(milliseconds(100));
+  for (unsigned long handle : handles)
+    EXPECT_TRUE(waitFor([&] { return !exists(handle); }, milliseconds(2000)));
   EXPECT_EQ(handles, recorder_.handles());  // each once, in list order
-  for (unsigned long handle : handles) EXPECT_FALSE(exists(handle));
 }
 
 struct Chain {
