@@ -290,7 +290,6 @@ int main(int argc, char** argv) {
   DMSAppMemFree(description);
   MediaWatchOptions watch;
   watch.folders = options.media;
-  watch.dbPath = paths.database;
   watch.connectionID = connectionID;
   watch.dcf = options.dcf;
   watch.watch = options.watch;

@@ -18,6 +18,7 @@
 
 #include "directory_scanner.h"
 #include "dms_media_registration.h"
+#include "folder_paths.h"
 
 namespace {
 
@@ -81,11 +82,6 @@ void beginScan(Watch* w, const std::string& folder) {
   fflush(stdout);
 }
 
-bool isDirectory(const std::string& path) {
-  struct stat st {};
-  return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-}
-
 bool isMediaFolder(const Watch* w, const std::string& path) {
   for (const std::string& folder : w->options.folders)
     if (folder == path) return true;
@@ -97,17 +93,14 @@ bool isMediaFolder(const Watch* w, const std::string& path) {
 void mediaFolderGone(Watch* w, const std::string root) {  // a copy: watches go
   if (!w->missing.insert(root).second) return;
   for (auto it = w->watched.begin(); it != w->watched.end();) {
-    const std::string& path = it->second;
-    if (path == root || path.compare(0, root.size() + 1, root + "/") == 0) {
+    if (IsWithin(it->second, root)) {
       inotify_rm_watch(w->inotifyFd, it->first);
       it = w->watched.erase(it);
     } else {
       ++it;
     }
   }
-  long long removed = 0;
-  for (const std::string& path : DirectoryScanner::KnownFiles(w->options.dbPath.c_str(), root))
-    if (NUVUtilRemoveFileFromDb(w->options.connectionID, path.c_str()) == 0) ++removed;
+  const long long removed = NUVUtilRemoveFolderFromDb(w->options.connectionID, root.c_str());
   printf("dmsd: media folder %s is gone: %lld files removed; they come back with it\n",
          root.c_str(), removed);
   fflush(stdout);
@@ -119,7 +112,7 @@ void fullScan(Watch* w) {
   for (const std::string& folder : w->options.folders) {
     if (w->stop.load()) break;
     if (w->missing.count(folder) != 0) continue;
-    if (!isDirectory(folder)) {
+    if (!IsDirectory(folder)) {
       mediaFolderGone(w, folder);  // unnoticed without a watch
       continue;
     }
@@ -143,7 +136,7 @@ bool wanted(const Watch* w, const std::string& path) {
 // The media folder `path` lies in.
 std::string mediaFolderOf(const Watch* w, const std::string& path) {
   for (const std::string& folder : w->options.folders)
-    if (path.compare(0, folder.size() + 1, folder + "/") == 0) return folder;
+    if (IsWithin(path, folder)) return folder;
   return "";
 }
 
@@ -205,7 +198,7 @@ void watchTree(Watch* w, const std::string& folder, bool registerFiles) {
 void lookForMissingFolders(Watch* w) {
   for (auto it = w->missing.begin(); it != w->missing.end() && !w->stop.load();) {
     const std::string root = *it;
-    if (!isDirectory(root)) {
+    if (!IsDirectory(root)) {
       ++it;
       continue;
     }

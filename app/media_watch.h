@@ -14,7 +14,6 @@
 
 struct MediaWatchOptions {
   std::vector<std::string> folders;  // no one inside another
-  std::string dbPath;                // the media database (what a gone folder held)
   int connectionID = 0;
   bool dcf = false;         // only the DCF layout is registered
   bool watch = true;        // inotify after the first scan

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "folder_paths.h"
 #include "xdg_folders.h"
 
 namespace {
@@ -290,11 +291,6 @@ std::string canonical(const std::string& path) {
   return result;
 }
 
-bool isDirectory(const std::string& path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-}
-
 // mkdir -p
 bool makeDirectories(const std::string& path) {
   for (size_t i = 1; i <= path.size(); ++i) {
@@ -303,7 +299,7 @@ bool makeDirectories(const std::string& path) {
       if (mkdir(prefix.c_str(), 0755) != 0 && errno != EEXIST) return false;
     }
   }
-  return isDirectory(path);
+  return IsDirectory(path);
 }
 
 std::string checkPortFree(const std::string& address, int port) {
@@ -329,7 +325,7 @@ std::string checkPortFree(const std::string& address, int port) {
 std::string checkMediaFolders(DaemonOptions* o) {
   if (o->media.empty()) {
     for (const std::string& folder : UserXdgMediaFolders())
-      if (isDirectory(folder) && access(folder.c_str(), R_OK | X_OK) == 0)
+      if (IsDirectory(folder) && access(folder.c_str(), R_OK | X_OK) == 0)
         o->media.push_back(folder);
     if (o->media.empty())
       return "nothing to serve: no --media given and none of the XDG Pictures, Music and "
@@ -338,23 +334,17 @@ std::string checkMediaFolders(DaemonOptions* o) {
   }
   std::vector<std::string> folders;
   for (const std::string& folder : o->media) {
-    if (!isDirectory(folder))
+    if (!IsDirectory(folder))
       return "media folder " + folder + " does not exist or is not a folder";
     if (access(folder.c_str(), R_OK | X_OK) != 0)
       return "media folder " + folder + " is not readable";
     folders.push_back(canonical(folder));
   }
-  auto inside = [](const std::string& path, const std::string& folder) {
-    return path == folder ||
-           (path.size() > folder.size() && path[folder.size()] == '/' &&
-            path.compare(0, folder.size(), folder) == 0) ||
-           folder == "/";
-  };
   o->media.clear();
   for (size_t i = 0; i < folders.size(); ++i) {
     bool covered = false;
     for (size_t j = 0; j < folders.size() && !covered; ++j)
-      covered = j != i && inside(folders[i], folders[j]) && (folders[i] != folders[j] || j < i);
+      covered = j != i && IsWithin(folders[i], folders[j]) && (folders[i] != folders[j] || j < i);
     if (!covered) o->media.push_back(folders[i]);
   }
   if (o->dcf && o->media.size() > 1) return "--dcf serves one camera folder: give one --media";

@@ -212,6 +212,18 @@ extern "C" int NUVUtilRemoveFileFromDb(int stackHandle, const char* filePath) {
   return 0;
 }
 
+extern "C" long long NUVUtilRemoveFolderFromDb(int stackHandle, const char* folder) {
+  Text dbPath(NUVGetConfigurationMA("MEDIA-DB-FILEPATH"));
+  if (dbPath == nullptr || folder == nullptr) return -1;
+  long long removed = DirectoryScanner::ForgetFolder(dbPath.get(), folder);
+  // Announced as a scan that removed files is.
+  if (removed > 0) {
+    announceContainerUpdate(stackHandle, 0);
+    announceSystemUpdate(stackHandle);
+  }
+  return removed;
+}
+
 extern "C" void NUVUtilCancelFileScanner(void) { DirectoryScanner::Cancel(); }
 
 extern "C" void NUVUtilSetScanProgressCallback(NUVScanProgressCallback callback, void* context) {

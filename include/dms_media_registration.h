@@ -33,6 +33,12 @@ int NUVUtilUpdateFileInfoInDb(int stackHandle, const char* filePath, const char*
  * change. 0 success (also when it had none), 1 database path missing, 23 on
  * a database error. */
 int NUVUtilRemoveFileFromDb(int stackHandle, const char* filePath);
+
+/* Removes the rows of every file below `folder` (a media folder that has
+ * gone: removed, moved away, unmounted) in one transaction and announces the
+ * change. The number of files removed, -1 on a database error or when the
+ * database path is missing. */
+long long NUVUtilRemoveFolderFromDb(int stackHandle, const char* folder);
 /* The full scan's work without reading the configuration and without
  * announcing: for a scan before the server starts. `dcf` non-zero follows
  * the DCF layout. 0 success, 2 failure. */

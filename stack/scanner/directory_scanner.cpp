@@ -212,21 +212,21 @@ int DirectoryScanner::RemoveFile(const char* dbPath, const char* filePath) {
   return id > 0 ? kind : 0;
 }
 
-long long DirectoryScanner::ForgetOutside(const char* dbPath,
-                                          const std::vector<std::string>& folders) {
+namespace {
+
+// Removes, in one transaction, the rows of every recorded file below
+// `scope` for which `drop` holds; the number of files removed, -1 on a
+// database error.
+template <typename Drop>
+long long forgetFiles(const char* dbPath, const std::string& scope, Drop drop) {
   if (dbPath == nullptr) return -1;
   MediaRows rows;
   std::map<std::string, MediaRows::Known> known;
-  if (!rows.open(dbPath) || !rows.loadKnown("/", &known)) return -1;
-  std::vector<std::string> prefixes;
-  for (const std::string& folder : folders) prefixes.push_back(folderPrefix(folder));
+  if (!rows.open(dbPath) || !rows.loadKnown(folderPrefix(scope), &known) || !rows.begin())
+    return -1;
   long long removed = 0;
-  if (!rows.begin()) return -1;
   for (const auto& file : known) {
-    bool kept = false;
-    for (const std::string& prefix : prefixes)
-      kept = kept || file.first.compare(0, prefix.size(), prefix) == 0;
-    if (kept) continue;
+    if (!drop(file.first)) continue;
     if (!rows.remove(file.second.id, file.first)) {
       rows.rollback();
       return -1;
@@ -236,16 +236,21 @@ long long DirectoryScanner::ForgetOutside(const char* dbPath,
   return rows.commit() ? removed : -1;
 }
 
-std::vector<std::string> DirectoryScanner::KnownFiles(const char* dbPath,
-                                                      const std::string& folder) {
-  std::vector<std::string> files;
-  MediaRows rows;
-  std::map<std::string, MediaRows::Known> known;
-  if (dbPath == nullptr || !rows.open(dbPath) || !rows.loadKnown(folderPrefix(folder), &known))
-    return files;
-  for (const auto& file : known)
-    if (file.second.id > 0) files.push_back(file.first);
-  return files;
+}  // namespace
+
+long long DirectoryScanner::ForgetOutside(const char* dbPath,
+                                          const std::vector<std::string>& folders) {
+  std::vector<std::string> prefixes;
+  for (const std::string& folder : folders) prefixes.push_back(folderPrefix(folder));
+  return forgetFiles(dbPath, "/", [&](const std::string& path) {
+    for (const std::string& prefix : prefixes)
+      if (path.compare(0, prefix.size(), prefix) == 0) return false;
+    return true;
+  });
+}
+
+long long DirectoryScanner::ForgetFolder(const char* dbPath, const std::string& folder) {
+  return forgetFiles(dbPath, folder, [](const std::string&) { return true; });
 }
 
 namespace {

@@ -69,12 +69,16 @@ void addIfFile(const std::string& path, const std::string& realRoot,
                std::vector<FoundFile>* files) {
   struct stat st {};
   if (lstat(path.c_str(), &st) != 0) return;
-  if (S_ISLNK(st.st_mode) && linkLeadsOutside(path, realRoot)) {
-    NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] skipped %s: a link to outside the media folder",
-              path.c_str());
-    return;
+  // One system call per file; a link costs a second look at its target.
+  if (S_ISLNK(st.st_mode)) {
+    if (linkLeadsOutside(path, realRoot)) {
+      NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] skipped %s: a link to outside the media folder",
+                path.c_str());
+      return;
+    }
+    if (stat(path.c_str(), &st) != 0) return;
   }
-  if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return;
+  if (!S_ISREG(st.st_mode)) return;
   files->push_back({path, static_cast<long long>(st.st_size), static_cast<long long>(st.st_mtime)});
 }
 

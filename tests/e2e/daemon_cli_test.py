@@ -126,14 +126,18 @@ class DaemonCommandLine(unittest.TestCase):
                            "-pix_fmt", "yuv420p"]}[os.path.splitext(path)[1]]
         subprocess.run(["ffmpeg", "-v", "error", "-y", *source, path], check=True, timeout=60)
 
+    def start(self, args, stderr=subprocess.DEVNULL, env=None):
+        """dmsd on free ports with the test's state folder and `args`, its
+        standard output a pipe of text."""
+        return subprocess.Popen([DMSD, "--port", str(free_port()), "--upnp-port",
+                                 str(free_port()), "--state", self.state.name, *args],
+                                stdout=subprocess.PIPE, stderr=stderr, text=True, env=env)
+
     def run_until(self, args, wanted, env=None, timeout=60):
         """Starts dmsd, reads its output until every text of `wanted` has
         appeared in it, stops it with SIGTERM; returns its output lines
         (then those of its standard error)."""
-        port = free_port()
-        p = subprocess.Popen([DMSD, "--port", str(port), "--upnp-port", str(free_port()),
-                              "--state", self.state.name, *args],
-                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, env=env)
+        p = self.start(args, stderr=subprocess.PIPE, env=env)
         lines = []
         try:
             deadline = time.time() + timeout
@@ -322,9 +326,7 @@ class DaemonCommandLine(unittest.TestCase):
             self.make_media(first)
             for n in range(1, files):  # links: many paths, one file's bytes
                 os.link(first, os.path.join(media, "p%05d.jpg" % n))
-            p = subprocess.Popen([DMSD, "--media", media, "--port", str(free_port()),
-                                  "--upnp-port", str(free_port()), "--state", self.state.name],
-                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            p = self.start(["--media", media])
             database = os.path.join(self.state.name, "media.db")
             try:
                 # Killed once the first batches are in (WAL lets another
@@ -368,9 +370,7 @@ class DaemonCommandLine(unittest.TestCase):
                 os.mkdir(folder)
                 for name in names:
                     self.make_media(os.path.join(folder, name))
-            p = subprocess.Popen([DMSD, "--media", a, "--media", b, "--port", str(free_port()),
-                                  "--upnp-port", str(free_port()), "--state", self.state.name],
-                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            p = self.start(["--media", a, "--media", b])
             lines = []
             reader = threading.Thread(target=lambda: lines.extend(p.stdout), daemon=True)
             reader.start()
@@ -434,9 +434,7 @@ class DaemonCommandLine(unittest.TestCase):
                                                  os.path.join(media, "inside.jpg"),
                                                  os.path.join(media, "leak.jpg")])
             # A link made while the daemon watches the folder.
-            p = subprocess.Popen([DMSD, "--media", media, "--port", str(free_port()),
-                                  "--upnp-port", str(free_port()), "--state", self.state.name],
-                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+            p = self.start(["--media", media])
             try:
                 while done not in p.stdout.readline():
                     pass

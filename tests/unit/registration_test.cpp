@@ -206,6 +206,27 @@ TEST_F(Registration, RemovalAnnouncesOnlyWhenRowsWent) {
   EXPECT_TRUE(updates().empty());
 }
 
+TEST_F(Registration, AGoneFolderLosesItsFilesInOneAnnouncedRemoval) {
+  NUVUtilStartFileScanner(3, dir_.c_str());
+  ASSERT_EQ("2", one(db_, "select count(*) from ObjectTable"));
+  FakeStack::instance().reset();
+  // The music folder's files only; a folder whose name merely begins alike
+  // keeps its own.
+  EXPECT_EQ(1, NUVUtilRemoveFolderFromDb(3, (dir_ + "/music").c_str()));
+  EXPECT_EQ("1", one(db_, "select count(*) from ObjectTable"));
+  EXPECT_EQ("0", one(db_, "select count(*) from AudioTable"));
+  EXPECT_EQ("0", one(db_, "select count(*) from ScannerFileState where FullPath like '%/music/%'"));
+  std::vector<std::string> u = updates();
+  ASSERT_EQ(2u, u.size());
+  EXPECT_EQ(0u, u[0].rfind("ContainerUpdateIDs=0,", 0));
+  EXPECT_EQ(0u, u[1].rfind("SystemUpdateID=", 0));
+  FakeStack::instance().reset();
+  EXPECT_EQ(0, NUVUtilRemoveFolderFromDb(3, (dir_ + "/mus").c_str()));
+  EXPECT_EQ(0, NUVUtilRemoveFolderFromDb(3, (dir_ + "/music").c_str())) << "nothing left";
+  EXPECT_TRUE(updates().empty()) << "nothing removed, nothing announced";
+  EXPECT_EQ("1", one(db_, "select count(*) from ImageTable"));
+}
+
 TEST_F(Registration, MetadataQueryGivesARecordWithoutRegistering) {
   std::unique_ptr<ContentsEnumeratorArgument> record(
       NUVUtilGetFileMetaData(mediaPath("music/bear-id3v23-apic.mp3").c_str()));

@@ -50,6 +50,28 @@ class ScannerRows : public content_test::ContentTest {
         db_, std::string("select ") + name + " from " + table + " where FullPath=" + sqlText(path));
   }
 
+  // The thumbnail the server renders for `photo`, which has none of its
+  // own; "" when it is not a rendering (the substitute picture, a failure).
+  std::string renderedThumbnail(const std::string& photo) {
+    DMSSetThumbnailRenderers(ASLWifi_getMovieThumbBuffer, ASLWifi_getJpegThumbBuffer);
+    MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+    DMSAppString uri(column("ImageTable", photo, "Thumbnailuri").c_str());
+    DMSAppString* path = nullptr;
+    int offset = 0, length = 0, fromBuffer = -1, substitute = -1;
+    char* buffer = nullptr;
+    std::string thumbnail;
+    if (db->GetThumbnailInfoFromURI(&uri, &path, &offset, length, &fromBuffer, &substitute,
+                                    buffer) &&
+        fromBuffer == 1 && substitute == 0 && buffer != nullptr && length > 0) {
+      thumbnail.assign(buffer, static_cast<size_t>(length));
+    }
+    DMSAppMemFree(buffer);
+    delete path;
+    DMSSetThumbnailRenderers(nullptr, nullptr);
+    MultiMediaDbConnector::DestroyInstance();
+    return thumbnail;
+  }
+
   std::string db_;
 };
 
@@ -410,27 +432,14 @@ TEST_F(ScannerRows, PhotoWithoutThumbnailIsServedARenderedOne) {
   EXPECT_EQ("-1", column("ImageTable", photo, "ThumbnailOffset"));
   EXPECT_EQ("160", column("ImageTable", photo, "ThumbnailWidth"));
   EXPECT_EQ("120", column("ImageTable", photo, "ThumbnailHeight"));  // 1296x968
-  DMSSetThumbnailRenderers(ASLWifi_getMovieThumbBuffer, ASLWifi_getJpegThumbBuffer);
-  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
-  DMSAppString uri(column("ImageTable", photo, "Thumbnailuri").c_str());
-  DMSAppString* path = nullptr;
-  int offset = 0, length = 0, fromBuffer = -1, substitute = -1;
-  char* buffer = nullptr;
-  ASSERT_TRUE(
-      db->GetThumbnailInfoFromURI(&uri, &path, &offset, length, &fromBuffer, &substitute, buffer));
-  EXPECT_EQ(1, fromBuffer);
-  EXPECT_EQ(0, substitute);
-  ASSERT_GT(length, 100);
+  const std::string thumbnail = renderedThumbnail(photo);
+  ASSERT_GT(thumbnail.size(), 100u);
   const std::string rendered = content_test::scratchPath("rendered.jpg");
-  content_test::writeFile(rendered, std::string(buffer, static_cast<size_t>(length)));
+  content_test::writeFile(rendered, thumbnail);
   ASLWifiJpegMainInfo info{};
   ASSERT_EQ(0, ASLWifi_getJpegMainInfo(rendered.c_str(), &info));
   EXPECT_EQ(160, info.width);
   EXPECT_EQ(120, info.height);
-  DMSAppMemFree(buffer);
-  delete path;
-  DMSSetThumbnailRenderers(nullptr, nullptr);
-  MultiMediaDbConnector::DestroyInstance();
 }
 
 // The byte offset of the primary image's scan (its SOS marker) in `jpeg`.
@@ -525,29 +534,16 @@ TEST_F(ScannerRows, FilesThatOtherReadersIdentifyAreRegistered) {
 
   // The photo without one gets a thumbnail rendered from what decodes, and
   // the decoder's complaint is logged at level 1.
-  DMSSetThumbnailRenderers(ASLWifi_getMovieThumbBuffer, ASLWifi_getJpegThumbBuffer);
-  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
-  DMSAppString uri(column("ImageTable", damagedBare, "Thumbnailuri").c_str());
-  DMSAppString* path = nullptr;
-  int offset = 0, length = 0, fromBuffer = -1, substitute = -1;
-  char* buffer = nullptr;
   log.clear();
-  ASSERT_TRUE(
-      db->GetThumbnailInfoFromURI(&uri, &path, &offset, length, &fromBuffer, &substitute, buffer));
-  EXPECT_EQ(1, fromBuffer);
-  EXPECT_EQ(0, substitute) << "rendered, not the substitute picture";
-  ASSERT_GT(length, 100);
-  EXPECT_EQ(std::string("\xFF\xD8", 2), std::string(buffer, 2));
+  const std::string thumbnail = renderedThumbnail(damagedBare);
+  ASSERT_GT(thumbnail.size(), 100u) << "rendered, not the substitute picture";
+  EXPECT_EQ(std::string("\xFF\xD8", 2), thumbnail.substr(0, 2));
   bool complained = false;
   for (const auto& line : log.lines())
     complained =
         complained || (line.level == NUV_LOG_INFO &&
                        line.text.rfind("[Thumbnail] rendered from damaged JPEG data: ", 0) == 0);
   EXPECT_TRUE(complained);
-  DMSAppMemFree(buffer);
-  delete path;
-  DMSSetThumbnailRenderers(nullptr, nullptr);
-  MultiMediaDbConnector::DestroyInstance();
 }
 
 TEST_F(ScannerRows, CorruptAndUnsupportedFilesAreSkippedWithOneLogLine) {

@@ -57,6 +57,13 @@ struct Pause {
   }
 };
 
+// A connection to "/x" whose suspends and resumes `pause` counts.
+std::shared_ptr<HttpConnection> pausedConnection(Pause* pause) {
+  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
+  pause->attach(c.get());
+  return c;
+}
+
 QueuedResponse ok() {
   QueuedResponse r;
   r.status = 200;
@@ -117,9 +124,8 @@ TEST(HttpConnectionRead, APieceSentLaterSuspendsTheReadAndGoesOutAloneWhenResume
   // A live stream: the handler answers after the request returned. Nothing
   // waits for it: the request is suspended, then resumed by the piece, which
   // goes out at once rather than held for the next ones.
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   std::vector<std::thread> senders;
   int asked = 0;
   std::vector<char> buffer(kHttpSendBufferBytes);
@@ -143,9 +149,8 @@ TEST(HttpConnectionRead, APieceSentLaterSuspendsTheReadAndGoesOutAloneWhenResume
 }
 
 TEST(HttpConnectionRead, BytesAtHandGoOutWhileTheNextPieceIsAwaited) {
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   int asked = 0;
   std::vector<char> buffer(kHttpSendBufferBytes);
   const auto firstPrompt = [&] {
@@ -163,9 +168,8 @@ TEST(HttpConnectionRead, BytesAtHandGoOutWhileTheNextPieceIsAwaited) {
 }
 
 TEST(HttpConnectionRead, CancelResumesASuspendedReadWhichThenFails) {
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   std::vector<char> buffer(kHttpSendBufferBytes);
   EXPECT_EQ(c->read(buffer.data(), buffer.size(), [] {}), 0);
   c->cancel();
@@ -178,9 +182,8 @@ TEST(HttpConnectionRead, CancelResumesASuspendedReadWhichThenFails) {
 }
 
 TEST(HttpConnectionRead, EmptyPiecesWithoutTheEndAreBounded) {
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   int asked = 0;
   std::vector<char> buffer(kHttpSendBufferBytes);
   EXPECT_EQ(c->read(buffer.data(), buffer.size(),
@@ -194,9 +197,8 @@ TEST(HttpConnectionRead, EmptyPiecesWithoutTheEndAreBounded) {
 }
 
 TEST(HttpConnectionResponse, AResponseQueuedLaterResumesTheRequest) {
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   QueuedResponse out;
   EXPECT_EQ(c->takeResponse(&out, true), HttpConnection::Answer::Later);
   EXPECT_EQ(pause.suspended(), 1);
@@ -214,9 +216,8 @@ TEST(HttpConnectionResponse, AResponseQueuedLaterResumesTheRequest) {
 }
 
 TEST(HttpConnectionResponse, WithoutLeaveToWaitNoResponseIsNever) {
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   QueuedResponse out;
   EXPECT_EQ(c->takeResponse(&out, false), HttpConnection::Answer::Never);
   EXPECT_EQ(pause.suspended(), 0);
@@ -226,9 +227,8 @@ TEST(HttpConnectionResponse, WithoutLeaveToWaitNoResponseIsNever) {
 }
 
 TEST(HttpConnectionResponse, APieceDoesNotResumeAWaitForTheResponse) {
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   QueuedResponse out;
   EXPECT_EQ(c->takeResponse(&out, true), HttpConnection::Answer::Later);
   EXPECT_TRUE(c->addPacket("abc", 3, false));
@@ -238,9 +238,8 @@ TEST(HttpConnectionResponse, APieceDoesNotResumeAWaitForTheResponse) {
 }
 
 TEST(HttpConnectionResponse, NothingResumesAnEndedRequest) {
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   QueuedResponse out;
   EXPECT_EQ(c->takeResponse(&out, true), HttpConnection::Answer::Later);
   c->end();
@@ -252,9 +251,8 @@ TEST(HttpConnectionResponse, NothingResumesAnEndedRequest) {
 
 TEST(HttpConnectionWaitBound, AResponseThatNeverComesIsGivenUpAfterTheBound) {
   ShortWaitBound bound(std::chrono::milliseconds(100));
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   QueuedResponse out;
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(c->takeResponse(&out, true), HttpConnection::Answer::Later);
@@ -267,9 +265,8 @@ TEST(HttpConnectionWaitBound, AResponseThatNeverComesIsGivenUpAfterTheBound) {
 
 TEST(HttpConnectionWaitBound, APieceThatNeverComesFailsTheBodyAfterTheBound) {
   ShortWaitBound bound(std::chrono::milliseconds(100));
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   std::vector<char> buffer(kHttpSendBufferBytes);
   EXPECT_EQ(c->read(buffer.data(), buffer.size(), [] {}), 0);
   ASSERT_TRUE(pause.waitForResumes(1));
@@ -277,9 +274,8 @@ TEST(HttpConnectionWaitBound, APieceThatNeverComesFailsTheBodyAfterTheBound) {
 }
 
 TEST(HttpConnectionWaitBound, AWaitIsExpiredOnlyOnceItsOwnBoundHasPassed) {
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   std::vector<char> buffer(kHttpSendBufferBytes);
   EXPECT_EQ(c->read(buffer.data(), buffer.size(), [] {}), 0);
   c->expire(std::chrono::steady_clock::now());
@@ -292,9 +288,8 @@ TEST(HttpConnectionWaitBound, AWaitIsExpiredOnlyOnceItsOwnBoundHasPassed) {
 TEST(HttpConnectionWaitBound, TheDeadlineOfAnAnsweredWaitDoesNotEndTheNextOne) {
   const auto bound = std::chrono::milliseconds(2000);
   ShortWaitBound shortened(bound);
-  auto c = std::make_shared<HttpConnection>(1, 1, "/x");
   Pause pause;
-  pause.attach(c.get());
+  auto c = pausedConnection(&pause);
   std::vector<char> buffer(kHttpSendBufferBytes);
   const auto first = std::chrono::steady_clock::now();
   EXPECT_EQ(c->read(buffer.data(), buffer.size(), [] {}), 0);

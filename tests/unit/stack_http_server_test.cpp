@@ -31,6 +31,7 @@
 #include "device.h"
 #include "http_connection.h"
 #include "http_limits.h"
+#include "loopback_client.h"
 #include "nuv_dms.h"
 #include "nuv_http.h"
 
@@ -341,21 +342,26 @@ class StackHttpServer : public ::testing::Test {
 
   // A raw GET of `target` on its own connection; its socket, or -1.
   int openRequest(const std::string& target) {
-    const int s = socket(AF_INET, SOCK_STREAM, 0);
-    if (s < 0) return -1;
-    timeval limit{20, 0};
-    setsockopt(s, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(static_cast<uint16_t>(port_));
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const std::string request = "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
-    if (connect(s, reinterpret_cast<sockaddr*>(&to), sizeof to) != 0 ||
-        send(s, request.data(), request.size(), 0) != static_cast<ssize_t>(request.size())) {
+    const int s = loopback::connectTo(port_);
+    if (s >= 0 && !loopback::sendAll(s, "GET " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n")) {
       close(s);
       return -1;
     }
     return s;
+  }
+
+  // POSTs `data` to the profile with curl (from a file, as players send
+  // uploads); the HTTP status.
+  int post(const std::string& data) {
+    const std::string file = "/tmp/stack_http_upload_" + std::to_string(getpid());
+    FILE* f = fopen(file.c_str(), "wb");
+    if (f == nullptr) return -1;
+    fwrite(data.data(), 1, data.size(), f);
+    fclose(f);
+    int code = 0;
+    curl("--data-binary @" + file + " " + url_, &code);
+    std::remove(file.c_str());
+    return code;
   }
 
   // Everything the server sends until it closes (or 20 s pass); closes `s`.
@@ -532,14 +538,7 @@ TEST_F(StackHttpServer, ARequestLeftUnansweredIsClosed) {
 TEST_F(StackHttpServer, RequestBodyArrivesInPiecesThenTheLastCall) {
   gMode = Mode::Upload;
   const std::string data(300000, 'u');
-  const std::string file = "/tmp/stack_http_upload_" + std::to_string(getpid());
-  FILE* f = fopen(file.c_str(), "wb");
-  fwrite(data.data(), 1, data.size(), f);
-  fclose(f);
-  int code = 0;
-  curl("--data-binary @" + file + " " + url_, &code);
-  std::remove(file.c_str());
-  EXPECT_EQ(code, 200);
+  EXPECT_EQ(post(data), 200);
   ASSERT_TRUE(waitFor(1));
   EXPECT_TRUE(uploaded() == data);
   bool lastSeen = false;
@@ -758,15 +757,7 @@ TEST_F(StackHttpServer, APieceThatNeverComesEndsTheBodyAfterTheWaitBound) {
 TEST_F(StackHttpServer, AnUploadAnsweredLaterFromAnotherThreadGetsItsResponse) {
   gMode = Mode::UploadLater;
   const std::string data(300000, 'u');
-  const std::string file = "/tmp/stack_http_upload_later_" + std::to_string(getpid());
-  FILE* f = fopen(file.c_str(), "wb");
-  ASSERT_NE(f, nullptr);
-  fwrite(data.data(), 1, data.size(), f);
-  fclose(f);
-  int code = 0;
-  curl("--data-binary @" + file + " " + url_, &code);
-  std::remove(file.c_str());
-  EXPECT_EQ(code, 200);
+  EXPECT_EQ(post(data), 200);
   ASSERT_TRUE(waitFor(1));
   EXPECT_TRUE(uploaded() == data);
   // The helper logs its answer after sending it, and the send may end the
@@ -777,19 +768,12 @@ TEST_F(StackHttpServer, AnUploadAnsweredLaterFromAnotherThreadGetsItsResponse) {
 
 TEST_F(StackHttpServer, AnUploadCutOffHalfwayEndsAtOnce) {
   gMode = Mode::Upload;
-  const int s = socket(AF_INET, SOCK_STREAM, 0);
+  const int s = loopback::connectTo(port_);
   ASSERT_GE(s, 0);
-  sockaddr_in to{};
-  to.sin_family = AF_INET;
-  to.sin_port = htons(static_cast<uint16_t>(port_));
-  to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(connect(s, reinterpret_cast<sockaddr*>(&to), sizeof to), 0);
-  const std::string head =
-      "POST /x HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 10485760\r\n\r\n";
-  ASSERT_EQ(send(s, head.data(), head.size(), 0), static_cast<ssize_t>(head.size()));
+  ASSERT_TRUE(loopback::sendAll(
+      s, "POST /x HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 10485760\r\n\r\n"));
   const std::string piece(65536, 'c');
-  for (int i = 0; i < 16; ++i)
-    ASSERT_EQ(send(s, piece.data(), piece.size(), 0), static_cast<ssize_t>(piece.size()));
+  for (int i = 0; i < 16; ++i) ASSERT_TRUE(loopback::sendAll(s, piece));
   close(s);
   const auto start = std::chrono::steady_clock::now();
   ASSERT_TRUE(waitFor(1)) << "the exchange ends with exception 6; uploaded " << uploaded().size();

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "content_test_support.h"
+#include "loopback_client.h"
 #include "nuv_dms.h"
 #include "nuv_http.h"
 #include "server_to_handle_file_transfer.h"
@@ -218,15 +219,9 @@ TEST_F(StackHttpTransfer, ClientThatGoesAwayMidStreamLeavesNothingBehind) {
   std::this_thread::sleep_for(std::chrono::milliseconds(200));  // its socket closes
   const int before = openDescriptors();
   for (int round = 0; round < 5; ++round) {
-    const int s = socket(AF_INET, SOCK_STREAM, 0);
+    const int s = loopback::connectTo(port_);
     ASSERT_GE(s, 0);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(static_cast<uint16_t>(port_));
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ASSERT_EQ(connect(s, reinterpret_cast<sockaddr*>(&to), sizeof(to)), 0);
-    const std::string request = "GET /nuvmedia/3.mp4 HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
-    ASSERT_EQ(send(s, request.data(), request.size(), 0), static_cast<ssize_t>(request.size()));
+    ASSERT_TRUE(loopback::sendAll(s, "GET /nuvmedia/3.mp4 HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n"));
     char buffer[65536];
     size_t got = 0;
     while (got < 100000) {
@@ -264,15 +259,9 @@ TEST_F(StackHttpTransfer, TwentyConcurrentDownloadsAreIdentical) {
 }
 
 TEST_F(StackHttpTransfer, StopCurrentTransferEndsOneDownloadOnly) {
-  const int s = socket(AF_INET, SOCK_STREAM, 0);
+  const int s = loopback::connectTo(port_);
   ASSERT_GE(s, 0);
-  sockaddr_in to{};
-  to.sin_family = AF_INET;
-  to.sin_port = htons(static_cast<uint16_t>(port_));
-  to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ASSERT_EQ(connect(s, reinterpret_cast<sockaddr*>(&to), sizeof(to)), 0);
-  const std::string request = "GET /nuvmedia/3.mp4 HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n";
-  ASSERT_EQ(send(s, request.data(), request.size(), 0), static_cast<ssize_t>(request.size()));
+  ASSERT_TRUE(loopback::sendAll(s, "GET /nuvmedia/3.mp4 HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n"));
   char buffer[4096];
   ASSERT_GT(recv(s, buffer, sizeof buffer, 0), 0);
   for (int i = 0; i < 500 && server_->InstanceCount() == 0; ++i)

@@ -122,9 +122,10 @@ class DirectoryScanner {
   // folder no longer served must not stay browsable). The number of files
   // removed, -1 on a database error.
   static long long ForgetOutside(const char* dbPath, const std::vector<std::string>& folders);
-  // The paths of the files registered below `folder`, from the scanner's
-  // record; empty on a database error.
-  static std::vector<std::string> KnownFiles(const char* dbPath, const std::string& folder);
+  // Removes the rows of every file recorded below `folder` (a media folder
+  // that has gone), in one transaction. The number of files removed, -1 on a
+  // database error.
+  static long long ForgetFolder(const char* dbPath, const std::string& folder);
   // The metadata of one file without touching the database; false when the
   // file is not a supported media file.
   bool ParseAndGetFileInfo(const char* filePath, ScannedMedia* media);
