@@ -200,7 +200,11 @@ int UPnPCDSBrowse::__BrowseDirectChildrenContent() {
 int UPnPCDSBrowse::__BrowseDirectChildrenContent_CheckContentsAndRequest(DMSCDSList* list) {
   if (list == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSBrowse] pContentList is NULL!!!");
-    return endAction(1, nullptr);
+    if (!listingShrank()) return endAction(1, nullptr);
+    // Objects destroyed since the count (a client's DestroyObject, a file
+    // deleted) took the rest of the page: answer with what arrived.
+    contentsWanted_ = contentsReceived_;
+    return __GetItem_BrowseContainer_ExecuteCallback(0);
   }
   int received = 0;
   for (const stDMSCDSListItem* item = firstRecord(list); item != nullptr; item = item->next) {
@@ -230,6 +234,13 @@ int UPnPCDSBrowse::__BrowseDirectChildrenContent_CheckContentsAndRequest(DMSCDSL
   return requestBatch(
       argument_->GetStartIndex() + contentsReceived_,
       std::min(contentsWanted_ - contentsReceived_, dms_cds::kBrowseContentBatchSize));
+}
+
+bool UPnPCDSBrowse::listingShrank() {
+  const int total = NUVCEGetContainerTotalMatches(container_->GetID(), GetID());
+  if (total < 0 || total >= argument_->GetStartIndex() + contentsWanted_) return false;
+  contentTotal_ = total;
+  return true;
 }
 
 int UPnPCDSBrowse::__GetItem_BrowseContainer_ExecuteCallback(int result) {

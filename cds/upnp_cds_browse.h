@@ -53,6 +53,9 @@ class UPnPCDSBrowse : public UPnPCDSImplInterface {
   int __BrowseDirectChildrenContent_CheckContentsAndRequest(DMSCDSList* list);
   int __BrowseMetadata_CheckContentsAndRequest(DMSCDSList* list);
   int __GetItem_BrowseContainer_ExecuteCallback(int result);
+  // True when the container now holds fewer objects than the listing asked
+  // for (some were destroyed since the count); the total is taken anew.
+  bool listingShrank();
 
   // Asks the engine for `count` records of container_ from `start`; a
   // refused request ends the action with 1 (no answer would come).

@@ -1,5 +1,8 @@
 // MultiMediaDbConnector: lifecycle, connection, schema creation and the two
 // ways statements run.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <memory>
 #include <mutex>
@@ -9,6 +12,7 @@
 #include "content_limits.h"
 #include "contents_enumerator_argument.h"
 #include "dms_conversions.h"
+#include "dms_media_registration.h"
 #include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_server.h"
@@ -47,6 +51,10 @@ MultiMediaDbConnector* MultiMediaDbConnector::GetInstance() {
   return instance;
 }
 
+MultiMediaDbConnector* MultiMediaDbConnector::GetExisting() {
+  return gInstance.load(std::memory_order_acquire);
+}
+
 void MultiMediaDbConnector::DestroyInstance() {
   std::lock_guard<std::mutex> lock(gInstanceMutex);
   delete gInstance.exchange(nullptr);
@@ -54,12 +62,17 @@ void MultiMediaDbConnector::DestroyInstance() {
 
 MultiMediaDbConnector::MultiMediaDbConnector() : connected_(false) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  if (!ConnectDB()) return;
+  connectAndFillCaches();
+}
+
+bool MultiMediaDbConnector::connectAndFillCaches() {
+  if (!ConnectDB()) return false;
   connected_ = true;
   if (NUVGetDlnaCertificationState() == 0) {
     addToImageObjectVector();
     addToVideoObjectVector();
   }
+  return true;
 }
 
 MultiMediaDbConnector::~MultiMediaDbConnector() { DisconnectDB(); }
@@ -88,6 +101,8 @@ bool MultiMediaDbConnector::ConnectDB() {
       return false;
     }
     sqlite3_busy_timeout(db_.get(), content_limits::kDbBusyTimeoutMs);
+    rememberFileIdentity(path.get());
+    holdLogIndex();
     NUVPrintf(NUV_LOG_INFO, "[ConnectDB] sqlite3_open() ok \n");
     return true;
   }
@@ -104,6 +119,7 @@ bool MultiMediaDbConnector::ConnectDB() {
     NUVPrintf(NUV_LOG_ERROR, "[ConnectDB] sqlite3_open() failed \n");
     return false;
   }
+  rememberFileIdentity(path.get());
   NUVPrintf(NUV_LOG_INFO, "[ConnectDB] sqlite3_open() ok \n");
   return true;
 }
@@ -114,6 +130,51 @@ void MultiMediaDbConnector::DisconnectDB() {
   bound_.reset();
   db_.reset();
   connected_ = false;
+}
+
+void MultiMediaDbConnector::holdLogIndex() {
+  // A first read opens the write-ahead log's shared index, which the
+  // connection then keeps. Left to the first Browse, the index could fall to
+  // be made anew when the disk is already full, and then every read fails
+  // until space comes back.
+  sqlite3_exec(db_.get(), "select count(*) from sqlite_master;", nullptr, nullptr, nullptr);
+}
+
+void MultiMediaDbConnector::rememberFileIdentity(const char* path) {
+  struct stat st {};
+  if (stat(path, &st) != 0) return;
+  fileDevice_ = st.st_dev;
+  fileInode_ = st.st_ino;
+}
+
+bool MultiMediaDbConnector::FollowDatabaseFile() {
+  std::lock_guard<std::recursive_mutex> lock(mutex_);
+  std::unique_ptr<DMSAppString> setting(DMSAppGetDBPathMA());
+  if (setting == nullptr) return false;
+  DMSAppMemText path(DMSAppConversions::DMSAppConvertDMSAppStringToUTF8MA(setting.get()));
+  if (path == nullptr) return false;
+  struct stat st {};
+  const bool present = stat(path.get(), &st) == 0;
+  const bool same =
+      db_ != nullptr && present && st.st_dev == fileDevice_ && st.st_ino == fileInode_;
+  // A file opened read-only stays so for this process (SQLite shares its
+  // descriptors among connections) until every connection to it closes.
+  const bool writableNow =
+      same && sqlite3_db_readonly(db_.get(), "main") == 1 && access(path.get(), W_OK) == 0;
+  if (same && !writableNow) return false;
+  if (writableNow) {
+    NUVPrintf(NUV_LOG_ERROR, "[ConnectDB] %s may be written again: reconnecting\n", path.get());
+  } else {
+    NUVPrintf(NUV_LOG_ERROR,
+              "[ConnectDB] %s is no longer the database the server opened (%s): reconnecting\n",
+              path.get(), present ? "another file is in its place" : "it was removed");
+  }
+  // Closed first: the old connection's write-ahead log shares the new
+  // file's name, and closing folds it into the old file and removes it.
+  DisconnectDB();
+  vImageObject_.clear();
+  vVideoObject_.clear();
+  return DMSPrepareMediaDatabase(path.get()) == 0 && connectAndFillCaches();
 }
 
 bool MultiMediaDbConnector::IsConnected() const {

@@ -11,6 +11,7 @@
 #include "dms_media_registration.h"
 #include "dms_platform.h"
 #include "media_registration.h"
+#include "multimedia_db_connector.h"
 #include "nuv_config.h"
 #include "nuv_dms.h"
 #include "nuv_log.h"
@@ -145,6 +146,9 @@ extern "C" int NUVUtilStartFileScanner(int stackHandle, const char* root) {
     return 2;
   }
   scanner.get()->SetDlnaProfiles(profiles.get());
+  // A database removed or replaced under the running server is made again
+  // here, and this scan fills it.
+  if (MultiMediaDbConnector* db = MultiMediaDbConnector::GetExisting()) db->FollowDatabaseFile();
   NUVPrintf(NUV_LOG_INFO, "[NUVUtilStartFileScanner] Parsing Media files");
 
   // The argument names the folder when given; the configured one otherwise.

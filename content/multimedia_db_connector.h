@@ -44,6 +44,8 @@ class MultiMediaDbConnector {
   // Created on first use: connects and, with DLNA certification mode off,
   // fills the image and video caches once.
   static MultiMediaDbConnector* GetInstance();
+  // The instance when one exists; never creates it.
+  static MultiMediaDbConnector* GetExisting();
   static void DestroyInstance();
 
   // ---- Connection ----
@@ -54,6 +56,14 @@ class MultiMediaDbConnector {
   bool ConnectDB();
   void DisconnectDB();
   bool IsConnected() const;
+  // Follows the file at the configured path when it is no longer the one
+  // connected (deleted, replaced or moved aside while the server ran), or
+  // when the connection is read-only and the file may now be written: the
+  // connection and the caches are dropped, a missing or unusable file is
+  // made anew (DMSPrepareMediaDatabase) and the file connected again, with
+  // one log line. Until then the server keeps reading the file it has open.
+  // True when it reconnected.
+  bool FollowDatabaseFile();
   // ObjectTable, ContainerTable, AudioTable, VideoTable, ImageTable, in this
   // order; a failing statement is logged and the others still run.
   void CreateTables();
@@ -185,8 +195,17 @@ class MultiMediaDbConnector {
   bool substituteFromFile(const std::string& picture, DMSAppString** path, int* offset, int& length,
                           int* substitutePicture);
 
+  // ConnectDB, then the caches filled as the mode asks. Caller holds mutex_.
+  bool connectAndFillCaches();
+  // Makes the connection open and keep the log's shared index now.
+  void holdLogIndex();
+  // The connected file's identity, to notice another file at its path.
+  void rememberFileIdentity(const char* path);
+
   mutable std::recursive_mutex mutex_;
   bool connected_;
+  unsigned long long fileDevice_ = 0;
+  unsigned long long fileInode_ = 0;
   std::unique_ptr<sqlite3, SqliteDeleter> db_;
   // The Browse statements, prepared on first use; released before db_.
   std::unique_ptr<ListingQueries> queries_;

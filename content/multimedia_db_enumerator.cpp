@@ -2,6 +2,7 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -82,6 +83,13 @@ int MultiMediaDBEnumerator::GetTotalMatches(unsigned int /*requestID*/,
   }
 }
 
+DMSCDSList* MultiMediaDBEnumerator::readPage(MultiMediaDbConnector* db, int first, int size) const {
+  if (db == nullptr) return nullptr;
+  if (kind_ == kAudioKind) return db->GetAudioItems(first, size);
+  if (kind_ == kVideoKind) return db->GetVideoItems(first, size);
+  return certificationMode() ? db->GetImageItems(first, size) : db->GetImageItems2(first, size);
+}
+
 int MultiMediaDBEnumerator::GetContents(unsigned int requestID, DMSAppString* /*containerID*/,
                                         unsigned int start, unsigned int count, bool /*flag*/) {
   int id = static_cast<int>(requestID);
@@ -93,15 +101,14 @@ int MultiMediaDBEnumerator::GetContents(unsigned int requestID, DMSAppString* /*
   // Past INT_MAX the numbers turn negative, which the connector refuses.
   int first = static_cast<int>(start);
   int size = static_cast<int>(count);
-  DMSCDSList* list = nullptr;
-  if (db != nullptr) {
-    if (kind_ == kAudioKind) {
-      list = db->GetAudioItems(first, size);
-    } else if (kind_ == kVideoKind) {
-      list = db->GetVideoItems(first, size);
-    } else {
-      list = certificationMode() ? db->GetImageItems(first, size) : db->GetImageItems2(first, size);
-    }
+  DMSCDSList* list = readPage(db, first, size);
+  if (list == nullptr && db != nullptr && first >= 0 && size > 0) {
+    // The page was sized from a count taken just before; objects destroyed
+    // in between (a client's DestroyObject, a file deleted) leave it short,
+    // and a short page is refused. The part still there is read instead; a
+    // page that begins past the end stays refused.
+    const int total = GetTotalMatches(requestID, nullptr);
+    if (total > first && total < first + size) list = readPage(db, first, total - first);
   }
   if (list == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[CE] Content List is NULL!!! startIndex = %d, count = %d", first,

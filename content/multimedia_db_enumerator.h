@@ -10,6 +10,8 @@
 
 #include "contents_enumerator.h"
 
+class MultiMediaDbConnector;
+
 class MultiMediaDBEnumerator : public ContentsEnumerator {
  public:
   // Copies `basePath` (may be null).
@@ -39,6 +41,10 @@ class MultiMediaDBEnumerator : public ContentsEnumerator {
   DMSAppString* GetContentMIMEType(DMSAppString* fileName);
 
  private:
+  // `size` records of this kind from `first`, from the database or the
+  // caches as the mode asks; null when they are not all there.
+  DMSCDSList* readPage(MultiMediaDbConnector* db, int first, int size) const;
+
   DMSAppString* basePath_;
   unsigned int kind_;
 };

@@ -3,6 +3,8 @@
 #include <sqlite3.h>
 
 #include <cstdio>
+#include <cstring>
+#include <mutex>
 
 #include "nuv_log.h"
 #include "scan_text.h"
@@ -10,6 +12,39 @@
 namespace {
 
 constexpr int kBusyTimeoutMs = 10000;
+
+// What is wrong with the database as the scanner last found it. Every file
+// event meets the same fault (a removed, read-only or full database), so a
+// run of one fault is logged once, and its end once.
+std::mutex gFaultMutex;
+std::string gFault;
+
+void reportFault(const std::string& fault) {
+  std::lock_guard<std::mutex> lock(gFaultMutex);
+  if (fault == gFault) return;
+  gFault = fault;
+  NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] %s", fault.c_str());
+}
+
+void reportWritten(const std::string& path) {
+  std::lock_guard<std::mutex> lock(gFaultMutex);
+  if (gFault.empty()) return;
+  gFault.clear();
+  NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] the database %s is written again", path.c_str());
+}
+
+// Faults of the file or its medium rather than of a statement.
+bool isFileFault(int rc) {
+  switch (rc & 0xff) {
+    case SQLITE_READONLY:
+    case SQLITE_FULL:
+    case SQLITE_IOERR:
+    case SQLITE_CANTOPEN:
+      return true;
+    default:
+      return false;
+  }
+}
 
 struct StmtDeleter {
   void operator()(sqlite3_stmt* s) const { sqlite3_finalize(s); }
@@ -81,16 +116,33 @@ MediaRows::~MediaRows() {
 
 bool MediaRows::exec(const char* sql) {
   char* error = nullptr;
-  if (sqlite3_exec(db_, sql, nullptr, nullptr, &error) == SQLITE_OK) return true;
-  NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] database: %s (%s)", error ? error : "?", sql);
+  int rc = sqlite3_exec(db_, sql, nullptr, nullptr, &error);
+  if (rc == SQLITE_OK) return true;
+  if (isFileFault(rc)) {
+    std::string why = error != nullptr ? error : sqlite3_errstr(rc);
+    // SQLite names a failed write of its shared-memory index "disk I/O
+    // error" even when the disk is merely full; the system's word is plainer.
+    if (int code = sqlite3_system_errno(db_); code != 0)
+      why += std::string(" (") + strerror(code) + ")";
+    reportFault("the database " + path_ + " cannot be written: " + why);
+  } else {
+    NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] database: %s (%s)", error ? error : "?", sql);
+  }
   sqlite3_free(error);
   return false;
 }
 
 bool MediaRows::open(const std::string& dbPath) {
+  path_ = dbPath;
   if (sqlite3_open_v2(dbPath.c_str(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX,
                       nullptr) != SQLITE_OK) {
-    NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] cannot open the database %s", dbPath.c_str());
+    reportFault("cannot open the database " + dbPath);
+    return false;
+  }
+  // SQLite falls back to reading a file it may not write; every write of
+  // the scan would then fail.
+  if (sqlite3_db_readonly(db_, "main") == 1) {
+    reportFault("the database " + dbPath + " is read-only: nothing is registered");
     return false;
   }
   sqlite3_busy_timeout(db_, kBusyTimeoutMs);
@@ -175,7 +227,11 @@ bool MediaRows::open(const std::string& dbPath) {
 }
 
 bool MediaRows::begin() { return exec("begin immediate;"); }
-bool MediaRows::commit() { return exec("commit;"); }
+bool MediaRows::commit() {
+  if (!exec("commit;")) return false;
+  reportWritten(path_);
+  return true;
+}
 void MediaRows::rollback() { exec("rollback;"); }
 
 bool MediaRows::loadKnown(const std::string& prefix, std::map<std::string, Known>* known) {

@@ -28,7 +28,10 @@ class MediaRows {
   MediaRows(const MediaRows&) = delete;
   MediaRows& operator=(const MediaRows&) = delete;
 
-  // Opens an existing database whose media tables exist; false otherwise.
+  // Opens an existing, writable database whose media tables exist; false
+  // otherwise. A database that cannot be opened, is read-only or fails a
+  // write for want of space is logged once for a run of such failures, and
+  // its recovery once too.
   bool open(const std::string& dbPath);
   bool begin();
   bool commit();
@@ -56,6 +59,7 @@ class MediaRows {
   bool writeVideo(const ScannedMedia& m, long long id, int share);
 
   sqlite3* db_ = nullptr;
+  std::string path_;
   std::unique_ptr<Statements> st_;
 };
 

@@ -4,6 +4,7 @@
 Runs in a network namespace of its own with only its loopback up, so that
 no daemon started here (nor its SSDP) ever reaches the host's network.
 """
+import html
 import os
 import re
 import signal
@@ -16,6 +17,10 @@ import tempfile
 import threading
 import time
 import unittest
+import urllib.error
+import urllib.request
+
+from e2e_common import CDS, CDS_CONTROL, envelope
 
 DMSD = None
 MEDIA = None
@@ -126,12 +131,66 @@ class DaemonCommandLine(unittest.TestCase):
                            "-pix_fmt", "yuv420p"]}[os.path.splitext(path)[1]]
         subprocess.run(["ffmpeg", "-v", "error", "-y", *source, path], check=True, timeout=60)
 
-    def start(self, args, stderr=subprocess.DEVNULL, env=None):
+    def start(self, args, stderr=subprocess.DEVNULL, env=None, wrapper=()):
         """dmsd on free ports with the test's state folder and `args`, its
-        standard output a pipe of text."""
-        return subprocess.Popen([DMSD, "--port", str(free_port()), "--upnp-port",
-                                 str(free_port()), "--state", self.state.name, *args],
+        standard output a pipe of text; its UPnP port in self.upnp_port."""
+        self.upnp_port = free_port()
+        return subprocess.Popen([*wrapper, DMSD, "--port", str(free_port()), "--upnp-port",
+                                 str(self.upnp_port), "--state", self.state.name, *args],
                                 stdout=subprocess.PIPE, stderr=stderr, text=True, env=env)
+
+    def soap(self, action, args):
+        """(HTTP status, body) of a ContentDirectory action on the daemon
+        last started; a hung server fails the test through the timeout."""
+        request = urllib.request.Request(
+            "http://127.0.0.1:%d%s" % (self.upnp_port, CDS_CONTROL),
+            data=envelope(action, CDS, args).encode(),
+            headers={"Content-Type": 'text/xml; charset="utf-8"',
+                     "SOAPACTION": '"%s#%s"' % (CDS, action)})
+        try:
+            with urllib.request.urlopen(request, timeout=15) as r:
+                return r.status, r.read().decode()
+        except urllib.error.HTTPError as e:
+            return e.code, e.read().decode()
+
+    def browse_count(self, object_id):
+        """TotalMatches of a Browse of the children of `object_id`."""
+        status, body = self.soap("Browse", [
+            ("ObjectID", object_id), ("BrowseFlag", "BrowseDirectChildren"), ("Filter", "*"),
+            ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "")])
+        self.assertEqual(status, 200, body)
+        return int(re.search(r"<TotalMatches>(\d+)</TotalMatches>", body).group(1))
+
+    def first_resource(self):
+        """The first res URL found below the root, breadth first."""
+        pending = ["0"]
+        while pending:
+            status, body = self.soap("Browse", [
+                ("ObjectID", pending.pop(0)), ("BrowseFlag", "BrowseDirectChildren"),
+                ("Filter", "*"), ("StartingIndex", "0"), ("RequestedCount", "0"),
+                ("SortCriteria", "")])
+            self.assertEqual(status, 200, body)
+            didl = html.unescape(body)
+            found = re.search(r"<res\b[^>]*>\s*(http://[^<\s]+)\s*</res", didl)
+            if found:
+                return found.group(1)
+            pending += re.findall(r"<container\s[^>]*\bid=\"([^\"]+)\"", didl)
+        return None
+
+    def watch_output(self, p):
+        """Collects `p`'s output lines in a thread; returns (lines, wait_for)
+        where wait_for(text, count=1) waits until `text` appeared `count`
+        times."""
+        lines = []
+        reader = threading.Thread(target=lambda: lines.extend(p.stdout), daemon=True)
+        reader.start()
+
+        def wait_for(text, count=1):
+            deadline = time.time() + 30
+            while time.time() < deadline and sum(text in l for l in lines) < count:
+                time.sleep(0.05)
+            self.assertGreaterEqual(sum(text in l for l in lines), count, (text, lines))
+        return lines, wait_for
 
     def run_until(self, args, wanted, env=None, timeout=60):
         """Starts dmsd, reads its output until every text of `wanted` has
@@ -158,10 +217,24 @@ class DaemonCommandLine(unittest.TestCase):
             self.assertTrue(any(w in l for l in lines), "%r not in %s" % (w, lines))
         return lines
 
-    def registered(self):
-        with sqlite3.connect(os.path.join(self.state.name, "media.db")) as db:
+    def registered(self, state=None):
+        """The registered files of the database in `state` (the test's state
+        folder by default)."""
+        if state is not None:
+            # SQLite resolves links in a path, and a /proc/PID/root path
+            # must not be resolved: a copy of the files is read instead.
+            copy = tempfile.mkdtemp()
+            self.addCleanup(shutil.rmtree, copy)
+            for name in ("media.db", "media.db-wal"):
+                if os.path.exists(os.path.join(state, name)):
+                    shutil.copyfile(os.path.join(state, name), os.path.join(copy, name))
+            state = copy
+        db = sqlite3.connect(os.path.join(state or self.state.name, "media.db"))
+        try:
             return sorted(r[0] for r in db.execute(
                 "select FullPath from ScannerFileState where id > 0"))
+        finally:
+            db.close()
 
     def test_without_media_the_xdg_folders_that_exist_are_served(self):
         with tempfile.TemporaryDirectory() as home:
@@ -371,15 +444,7 @@ class DaemonCommandLine(unittest.TestCase):
                 for name in names:
                     self.make_media(os.path.join(folder, name))
             p = self.start(["--media", a, "--media", b])
-            lines = []
-            reader = threading.Thread(target=lambda: lines.extend(p.stdout), daemon=True)
-            reader.start()
-
-            def wait_for(text, count=1):
-                deadline = time.time() + 30
-                while time.time() < deadline and sum(text in l for l in lines) < count:
-                    time.sleep(0.05)
-                self.assertGreaterEqual(sum(text in l for l in lines), count, (text, lines))
+            lines, wait_for = self.watch_output(p)
             try:
                 wait_for("scan of %s done" % b)
                 self.assertEqual(len(self.registered()), 3)
@@ -410,7 +475,155 @@ class DaemonCommandLine(unittest.TestCase):
             finally:
                 p.send_signal(signal.SIGTERM)
                 p.wait(timeout=20)
-                reader.join(timeout=5)
+            self.assertEqual(p.returncode, 0, lines)
+
+    def test_a_database_removed_while_serving_is_made_again_by_the_next_rescan(self):
+        with tempfile.TemporaryDirectory() as media:
+            media = os.path.realpath(media)
+            for name in ("a.jpg", "b.mp3"):
+                self.make_media(os.path.join(media, name))
+            p = self.start(["--media", media], stderr=subprocess.STDOUT)
+            lines, wait_for = self.watch_output(p)
+            try:
+                wait_for("scan of %s done" % media)
+                self.assertEqual(self.browse_count("0"), 3)
+                for name in os.listdir(self.state.name):
+                    if name.startswith("media.db"):
+                        os.unlink(os.path.join(self.state.name, name))
+                # The server answers from the file it has open; the scanner
+                # cannot register new files, and says so once.
+                for n in range(3):
+                    self.make_media(os.path.join(media, "late%d.jpg" % n))
+                    wait_for("could not register %s" % os.path.join(media, "late%d.jpg" % n))
+                self.assertEqual(sum("cannot open the database" in l for l in lines), 1, lines)
+                self.assertEqual(self.browse_count("0"), 3)
+                # A creation is answered too (written to the file the server
+                # has open, or refused), not left hanging.
+                status, body = self.soap("CreateObject", [
+                    ("ContainerID", "DLNA.ORG_AnyContainer"),
+                    ("Elements", "&lt;DIDL-Lite xmlns=\"urn:schemas-upnp-org:metadata-1-0/"
+                     "DIDL-Lite/\" xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp="
+                     "\"urn:schemas-upnp-org:metadata-1-0/upnp/\"&gt;&lt;item id=\"\" "
+                     "parentID=\"DLNA.ORG_AnyContainer\" restricted=\"0\"&gt;&lt;dc:title&gt;"
+                     "n.jpg&lt;/dc:title&gt;&lt;upnp:class&gt;object.item.imageItem.photo"
+                     "&lt;/upnp:class&gt;&lt;res protocolInfo=\"http-get:*:image/jpeg:*\"/&gt;"
+                     "&lt;/item&gt;&lt;/DIDL-Lite&gt;")])
+                self.assertIn(status, (200, 500), body)
+                self.assertTrue("<ObjectID>" in body or "<errorCode>" in body, body)
+                # The rescan makes it again, with every file of the folder.
+                p.send_signal(signal.SIGUSR1)
+                wait_for("scan of %s done" % media, 2)
+                self.assertEqual(sum("is no longer the database the server opened (it was "
+                                     "removed)" in l for l in lines), 1, lines)
+                self.assertEqual(len(self.registered()), 5)
+                self.assertEqual(self.browse_count("0"), 3)
+                self.assertEqual(sum("is written again" in l for l in lines), 1, lines)
+                # And the server reads the new file: a later file shows.
+                self.make_media(os.path.join(media, "after.mp3"))
+                wait_for("registered %s" % os.path.join(media, "after.mp3"))
+                self.assertIn(os.path.join(media, "after.mp3"), self.registered())
+            finally:
+                p.send_signal(signal.SIGTERM)
+                p.wait(timeout=20)
+            self.assertEqual(p.returncode, 0, lines)
+
+    def test_a_database_made_read_only_while_serving_is_reported_once_and_recovers(self):
+        with tempfile.TemporaryDirectory() as media:
+            media = os.path.realpath(media)
+            self.make_media(os.path.join(media, "a.jpg"))
+            state = self.state.name
+            database = os.path.join(state, "media.db")
+            # Without capabilities, so that file modes bind even uid 0.
+            p = self.start(["--media", media], stderr=subprocess.STDOUT,
+                           wrapper=("setpriv", "--bounding-set=-all", "--inh-caps=-all"))
+            lines, wait_for = self.watch_output(p)
+            try:
+                wait_for("scan of %s done" % media)
+                # A read-only copy put in its place (a file restored from a
+                # backup, say). The connection the server has open keeps
+                # writing to the file it opened, whatever its mode now.
+                copy = os.path.join(state, "copy.db")
+                shutil.copyfile(database, copy)
+                os.chmod(copy, 0o444)
+                for name in ("media.db-wal", "media.db-shm"):
+                    if os.path.exists(os.path.join(state, name)):
+                        os.unlink(os.path.join(state, name))
+                os.replace(copy, database)
+                for n in range(3):
+                    self.make_media(os.path.join(media, "late%d.jpg" % n))
+                    wait_for("could not register %s" % os.path.join(media, "late%d.jpg" % n))
+                faults = [l for l in lines if "[DirectoryScanner]" in l]
+                self.assertEqual(len(faults), 1, lines)
+                self.assertIn("media.db", faults[0])
+                self.assertEqual(self.browse_count("0"), 3)
+                # A rescan follows the new file, reads it and still cannot write.
+                p.send_signal(signal.SIGUSR1)
+                wait_for("another file is in its place")
+                time.sleep(1)
+                self.assertEqual(self.browse_count("0"), 3)
+                # Writable again: the next rescan registers what came meanwhile.
+                for name in os.listdir(state):
+                    if name.startswith("media.db"):
+                        os.chmod(os.path.join(state, name), 0o644)
+                p.send_signal(signal.SIGUSR1)
+                wait_for("is written again")
+                wait_for("scan of %s done" % media, 2)
+                self.assertEqual(len(self.registered()), 4)
+                self.assertEqual(sum("[DirectoryScanner]" in l and "written again" not in l
+                                     for l in lines), 1, lines)
+            finally:
+                p.send_signal(signal.SIGTERM)
+                p.wait(timeout=20)
+            self.assertEqual(p.returncode, 0, lines)
+
+    def test_a_full_disk_stops_registration_not_serving(self):
+        with tempfile.TemporaryDirectory() as media:
+            media = os.path.realpath(media)
+            for name in ("a.jpg", "b.mp3"):
+                self.make_media(os.path.join(media, name))
+            state = self.state.name
+            # The state folder on a small file system of the daemon's own
+            # mount namespace, seen from here through /proc.
+            p = self.start(["--media", media], stderr=subprocess.STDOUT, wrapper=(
+                "unshare", "-m", "--propagation", "private", "sh", "-c",
+                'mount -t tmpfs -o size=1m dms-full "$0" && exec "$@"', state))
+            lines, wait_for = self.watch_output(p)
+            try:
+                wait_for("scan of %s done" % media)
+                seen = "/proc/%d/root%s" % (p.pid, state)
+                self.assertEqual(len(self.registered(seen)), 2)
+                with open(os.path.join(seen, "filler"), "wb") as f:
+                    try:
+                        while True:
+                            f.write(b"\0" * 65536)
+                            f.flush()
+                    except OSError:
+                        pass
+                for n in range(20):
+                    os.link(os.path.join(media, "a.jpg"), os.path.join(media, "n%02d.jpg" % n))
+                p.send_signal(signal.SIGUSR1)
+                wait_for("SIGUSR1")
+                wait_for("scanning %s" % media, 2)
+                time.sleep(1)
+                self.assertEqual(sum("media.db cannot be written" in l for l in lines), 1, lines)
+                self.assertTrue(any("No space left on device" in l or "disk is full" in l
+                                    for l in lines), lines)
+                # What it has is still listed and served.
+                self.assertEqual(self.browse_count("0"), 3)
+                url = self.first_resource()
+                self.assertIsNotNone(url)
+                with urllib.request.urlopen(url, timeout=15) as r:
+                    self.assertEqual(r.status, 200)
+                    self.assertGreater(len(r.read()), 0)
+                # Space again: the next rescan registers the rest.
+                os.unlink(os.path.join(seen, "filler"))
+                p.send_signal(signal.SIGUSR1)
+                wait_for("is written again")
+                wait_for("scan of %s done" % media, 2)
+                self.assertEqual(len(self.registered(seen)), 22)
+            finally:
+                p.send_signal(signal.SIGTERM)
+                p.wait(timeout=20)
             self.assertEqual(p.returncode, 0, lines)
 
     def test_links_to_files_outside_the_media_folder_are_served_only_when_asked(self):

@@ -440,6 +440,38 @@ TEST_F(BrowseEngineTest, DatabaseErrorMidBrowseIsAFault) {
   EXPECT_EQ(batches(), (std::vector<int>{100, -1}));
 }
 
+TEST_F(BrowseEngineTest, ObjectsDestroyedDuringABrowseEndItWithWhatIsLeft) {
+  startWith(tracks(150));
+  // The last 30 go after the count, before the second page is read.
+  gBeforeBatch = [](int batch) {
+    if (batch == 1)
+      MultiMediaDbConnector::GetInstance()->ExecSqlStatmentNoValueReturn(
+          "delete from AudioTable where cast(id as integer) > 120; delete from ObjectTable where "
+          "cast(id as integer) > 120;");
+  };
+  const std::string body = browse(browseArgs("2", "BrowseDirectChildren", "dc:title", "0", "0"));
+  EXPECT_EQ(number(body, "NumberReturned"), "120");
+  EXPECT_EQ(number(body, "TotalMatches"), "120");
+  EXPECT_EQ(occurrences(result(body), "&lt;item "), 120u);
+}
+
+TEST_F(BrowseEngineTest, AWholePageDestroyedBeforeItIsReadEndsTheListing) {
+  startWith(tracks(103));
+  gBeforeBatch = [](int batch) {
+    if (batch == 1)
+      MultiMediaDbConnector::GetInstance()->ExecSqlStatmentNoValueReturn(
+          "delete from AudioTable where cast(id as integer) > 100; delete from ObjectTable where "
+          "cast(id as integer) > 100;");
+  };
+  LogCapture log;
+  const std::string body = browse(browseArgs("2", "BrowseDirectChildren", "dc:title", "0", "0"));
+  EXPECT_EQ(number(body, "NumberReturned"), "100");
+  EXPECT_EQ(number(body, "TotalMatches"), "100");
+  EXPECT_EQ(occurrences(result(body), "&lt;item "), 100u);
+  EXPECT_TRUE(log.has("[UPnPCDSBrowse] pContentList is NULL!!!", 2));
+  EXPECT_EQ(batches(), (std::vector<int>{100, -1}));
+}
+
 TEST_F(BrowseEngineTest, UnreadableCountIsAFault) {
   startWith(tracks(5));
   MultiMediaDbConnector::GetInstance()->ExecSqlStatmentNoValueReturn("drop table AudioTable;");

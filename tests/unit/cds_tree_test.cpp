@@ -11,6 +11,7 @@
 #include "content_test_support.h"
 #include "contents_enumerator_init_info.h"
 #include "log_capture.h"
+#include "multimedia_db_connector.h"
 #include "multimedia_db_enumerator.h"
 #include "nuv_config.h"
 #include "temporary_contents_manager.h"
@@ -406,3 +407,21 @@ TEST_F(Tree, UnreadableDefaultContainerSettingMeansAll) {
 }
 
 }  // namespace
+
+TEST_F(Tree, APageThatShrankSinceItWasCountedGivesWhatIsLeft) {
+  content_test::AudioRow first;
+  content_test::AudioRow second;
+  second.id = 3;
+  second.path = "/media/MUSIC/other.mp3";
+  second.uri = "/nuvmedia/3.mp3";
+  seed(content_test::insertAudioSql(first) + content_test::insertAudioSql(second));
+  // Counted at two; one is destroyed before the page is read.
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  ASSERT_TRUE(db->ExecSqlStatmentNoValueReturn(
+      "delete from AudioTable where id=3; delete from ObjectTable where id=3;"));
+  EXPECT_EQ(0, tree()->GetContents(9, s("2").get(), 0, 2, true));
+  auto answers = AnswerRecorder::instance().answers();
+  ASSERT_EQ(1u, answers.size());
+  EXPECT_EQ(NUVCDSWL_RES_SUCCESS, answers[0].result);
+  EXPECT_EQ((std::vector<std::string>{"2"}), answers[0].listTexts);
+}

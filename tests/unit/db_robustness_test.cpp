@@ -361,3 +361,52 @@ TEST_F(Robustness, VeryLongTextsAreReadWhole) {
 }
 
 }  // namespace
+
+TEST_F(Robustness, ARemovedDatabaseIsFollowedByANewFileWithTheSameTables) {
+  seed(content_test::insertImageSql(ImageRow()));
+  MultiMediaDbConnector* connector = db();
+  ASSERT_EQ(1, connector->GetTotalImageItem());
+  EXPECT_FALSE(connector->FollowDatabaseFile()) << "the same file: nothing to follow";
+  ASSERT_EQ(0, std::remove(dbPath().c_str()));
+  // Until followed, the server reads the file it has open.
+  EXPECT_EQ(1, connector->GetTotalImageItem());
+  LogCapture log;
+  EXPECT_TRUE(connector->FollowDatabaseFile());
+  EXPECT_TRUE(logHasPrefix(log, "[ConnectDB] " + dbPath() +
+                                    " is no longer the database the server opened (it was "
+                                    "removed): reconnecting"));
+  EXPECT_TRUE(connector->IsConnected());
+  EXPECT_EQ(0, connector->GetTotalImageItem());
+  EXPECT_EQ(0, connector->GetTotalImageItem2()) << "the cache follows the file";
+  EXPECT_EQ("1\n", shell(dbPath(), "select count(*) from sqlite_master where name='ImageTable';"));
+  EXPECT_FALSE(connector->FollowDatabaseFile());
+}
+
+TEST_F(Robustness, AReplacedDatabaseIsFollowedAndAnUnusableOneSetAside) {
+  seed(content_test::insertImageSql(ImageRow()));
+  MultiMediaDbConnector* connector = db();
+  ASSERT_EQ(1, connector->GetTotalImageItem());
+  // Another sound database put in its place: used as it is.
+  std::string other = scratchPath("other.db");
+  std::remove(other.c_str());
+  content_test::writeFile(other, content_test::readFile(dbPath()));
+  ImageRow second;
+  second.id = 2;
+  second.uri = "/nuvmedia/2.jpg";
+  sqlite3* raw = nullptr;
+  ASSERT_EQ(SQLITE_OK, sqlite3_open(other.c_str(), &raw));
+  int rc =
+      sqlite3_exec(raw, content_test::insertImageSql(second).c_str(), nullptr, nullptr, nullptr);
+  sqlite3_close(raw);
+  ASSERT_EQ(SQLITE_OK, rc);
+  ASSERT_EQ(0, std::rename(other.c_str(), dbPath().c_str()));
+  EXPECT_TRUE(connector->FollowDatabaseFile());
+  EXPECT_EQ(2, connector->GetTotalImageItem());
+  // Garbage in its place: set aside, and a new one made.
+  content_test::writeFile(other, std::string(4096, 'x'));
+  ASSERT_EQ(0, std::rename(other.c_str(), dbPath().c_str()));
+  LogCapture log;
+  EXPECT_TRUE(connector->FollowDatabaseFile());
+  EXPECT_TRUE(logHasPrefix(log, "[DMSPrepareMediaDatabase] " + dbPath() + " is not usable"));
+  EXPECT_EQ(0, connector->GetTotalImageItem());
+}

@@ -1,0 +1,136 @@
+#!/usr/bin/python3
+"""Soak: dmsd under mixed load from the client namespace (soak_load.py:
+Browse and BrowseMetadata from 8 clients, ranged downloads with hang-ups,
+uploads, imports, event subscriptions, a live-view viewer that reconnects),
+with its resident memory, open descriptors and threads sampled every
+DMS_SOAK_SAMPLE seconds (10). After the warm-up (the first third) they must
+stay flat: the second half of the samples may not rise above the first half
+beyond a small allowance. Every request of the load must succeed.
+
+Usage: soak_test.py DMSD MEDIA_DIR [unittest args]
+Environment: DMS_SOAK_SECONDS (120), DMS_SOAK_SAMPLE (10), DMS_SOAK_REPORT
+(a file that receives the samples and the load's tally as JSON).
+"""
+import json
+import os
+import shutil
+import sys
+import tempfile
+import threading
+import time
+import unittest
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import netns  # noqa: E402
+from e2e_common import Daemon, NetworkTest, UPNP_PORT, HTTP_PORT  # noqa: E402
+import e2e_common  # noqa: E402
+
+LOAD = os.path.join(os.path.dirname(os.path.abspath(__file__)), "soak_load.py")
+SECONDS = float(os.environ.get("DMS_SOAK_SECONDS", "120"))
+SAMPLE = float(os.environ.get("DMS_SOAK_SAMPLE", "10"))
+PHOTO = "photos/canon_eos-d60.jpg"
+# Growth allowed from the first half of the samples after warm-up to the
+# second: heaps and SQLite's page cache settle in steps, connections in
+# flight come and go.
+RSS_ALLOWANCE_KIB = 4096
+RSS_ALLOWANCE_SHARE = 0.05
+COUNT_ALLOWANCE = 6
+
+
+def sample(pid):
+    """(resident KiB, open descriptors, threads) of process `pid`."""
+    rss = threads = 0
+    with open("/proc/%d/status" % pid) as f:
+        for line in f:
+            if line.startswith("VmRSS:"):
+                rss = int(line.split()[1])
+            elif line.startswith("Threads:"):
+                threads = int(line.split()[1])
+    return rss, len(os.listdir("/proc/%d/fd" % pid)), threads
+
+
+def settled(values):
+    """The samples after the warm-up, split in halves."""
+    after = values[len(values) // 3:]
+    half = len(after) // 2
+    return after[:half], after[half:]
+
+
+class Soak(NetworkTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.media = tempfile.mkdtemp(prefix="dms-soak-media-", dir=cls.state)
+        os.chmod(cls.state, 0o755)
+        os.chmod(cls.media, 0o755)
+        for kind, names in (("photos", 6), ("music", 4), ("video", 2)):
+            folder = os.path.join(e2e_common.MEDIA, kind)
+            for name in sorted(os.listdir(folder))[:names]:
+                shutil.copy(os.path.join(folder, name), cls.media)
+        cls.state_dir = tempfile.mkdtemp(prefix="dms-soak-state-", dir=cls.state)
+        cls.daemon = Daemon(cls.net, cls.state_dir, "--port", str(HTTP_PORT), "--live-view",
+                            "test", media=cls.media)
+        deadline = time.time() + 60
+        while time.time() < deadline and not any("scan of" in l for l in cls.daemon.lines):
+            time.sleep(0.2)
+
+    @classmethod
+    def tearDownClass(cls):
+        status = cls.daemon.stop()
+        super().tearDownClass()
+        if status != 0:
+            raise AssertionError("dmsd exited with %d" % status)
+
+    def test_resources_stay_flat_under_mixed_load(self):
+        pid = self.daemon.proc.pid
+        samples = []
+        stop = threading.Event()
+
+        def sampler():
+            start = time.time()
+            while not stop.is_set():
+                samples.append((round(time.time() - start, 1), *sample(pid)))
+                stop.wait(SAMPLE)
+        thread = threading.Thread(target=sampler, daemon=True)
+        thread.start()
+        load = self.net.client([sys.executable, LOAD, "--server", self.net.server_ip,
+                                "--upnp-port", str(UPNP_PORT), "--http-port", str(HTTP_PORT),
+                                "--me", self.net.client_ip,
+                                "--photo", os.path.join(e2e_common.MEDIA, PHOTO),
+                                "--seconds", str(SECONDS)], timeout=SECONDS + 300)
+        stop.set()
+        thread.join()
+        samples.append((samples[-1][0] + SAMPLE, *sample(pid)))
+        self.assertEqual(load.returncode, 0, load.stderr[-3000:])
+        tally = json.loads(load.stdout)
+        report = os.environ.get("DMS_SOAK_REPORT")
+        if report:
+            with open(report, "w") as f:
+                json.dump({"samples": samples, "load": tally}, f, indent=1)
+        print("\n  seconds   RSS KiB   fds  threads", file=sys.stderr)
+        for s in samples:
+            print("  %7.1f  %8d  %4d  %7d" % s, file=sys.stderr)
+        print("  load: %s" % json.dumps(tally), file=sys.stderr)
+
+        for kind in ("Browse", "BrowseMetadata", "download", "download cut", "upload",
+                     "import", "subscription", "live view"):
+            self.assertGreater(tally["done"].get(kind, 0), 0, (kind, tally))
+        self.assertEqual(tally["failed"], {}, tally["why"])
+        self.assertGreater(tally["notified"], 0, "an initial event per subscription")
+        self.assertIsNone(self.daemon.proc.poll(), "dmsd still runs")
+
+        self.assertGreaterEqual(len(samples), 6, samples)
+        for column, name in ((1, "RSS KiB"), (2, "descriptors"), (3, "threads")):
+            early, late = settled([s[column] for s in samples])
+            if column == 1:
+                allowance = max(RSS_ALLOWANCE_KIB, max(early) * RSS_ALLOWANCE_SHARE)
+            else:
+                allowance = COUNT_ALLOWANCE
+            self.assertLessEqual(max(late), max(early) + allowance,
+                                 "%s grew after the warm-up: %s" % (name, samples))
+
+
+if __name__ == "__main__":
+    netns.enter_private_namespaces()
+    e2e_common.configure(sys.argv.pop(1), sys.argv.pop(1))
+    unittest.main(verbosity=2)
