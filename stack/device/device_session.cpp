@@ -94,6 +94,27 @@ void serveFile(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable
 
 // Anything else on the server: only paths GUPnP or the stack registered
 // answer; a path with a dot segment never reaches GUPnP's file handler.
+// Searches beyond the limit end here, before GSSDP's resource groups see
+// them. GSSDP passes every received message to its groups through the
+// client's "message-received" signal (internal to GSSDP, stable through
+// 1.6); a handler connected before the groups can stop the emission.
+void limitSearches(GSSDPClient* client, const char* from, guint /*fromPort*/, gint /*type*/,
+                   SoupMessageHeaders* headers, gpointer data) {
+  const char* man = headers != nullptr ? soup_message_headers_get_one(headers, "MAN") : nullptr;
+  if (man == nullptr || strstr(man, "ssdp:discover") == nullptr) return;
+  auto* guard = static_cast<SearchGuard*>(data);
+  const SearchLimiter::TimePoint now = SearchLimiter::Clock::now();
+  if (guard->limiter.admit(from != nullptr ? from : "", now)) return;
+  g_signal_stop_emission_by_name(client, "message-received");
+  if (now - guard->reported >= kSearchDropReportInterval) {
+    guard->reported = now;
+    NUVPrintf(NUV_LOG_ERROR,
+              "[SSDP] %lu searches not answered (more than the device answers), "
+              "the latest from %s",
+              guard->limiter.takeDropped(), from != nullptr ? from : "?");
+  }
+}
+
 void refuseDotSegments(SoupServer*, SoupServerMessage* msg, const char* path, GHashTable*,
                        gpointer) {
   const std::string text = path;
@@ -180,6 +201,10 @@ bool openSession(Session& session, const std::string& dir, const std::string& ad
                  const std::string& interfaceName, unsigned short port) {
   session.context = createContext(address, interfaceName, port);
   if (session.context == nullptr) return false;
+  // Before the resource groups connect, so that this handler runs first.
+  session.searches = std::make_unique<SearchGuard>();
+  g_signal_connect(session.context, "message-received", G_CALLBACK(limitSearches),
+                   session.searches.get());
   const guint served = gupnp_context_get_port(session.context);
   session.localAddress = address;
   const std::string base = "http://" + address + ":" + std::to_string(served) + "/";
@@ -267,9 +292,11 @@ void closeSession(Session& session) {
   }
   if (server != nullptr) soup_server_disconnect(server);  // stops listening, closes clients
   if (session.context != nullptr) {
+    g_signal_handlers_disconnect_by_data(session.context, session.searches.get());
     g_object_unref(session.context);
     session.context = nullptr;
   }
+  session.searches.reset();
   session.served.reset();
 }
 

@@ -21,9 +21,16 @@
 #include "description.h"
 #include "device.h"
 #include "glib_loop.h"
+#include "search_limiter.h"
 #include "served_files.h"
 
 namespace dmsstack {
+
+// The searches answered: the limit, and when the drops were last reported.
+struct SearchGuard {
+  SearchLimiter limiter;
+  SearchLimiter::TimePoint reported{};
+};
 
 struct EventedService {
   Session* session = nullptr;
@@ -52,6 +59,7 @@ struct Session {
   std::list<EventedService> evented;
   std::unique_ptr<ControlServer> control;
   std::unique_ptr<ConnectionReaper> reaper;
+  std::unique_ptr<SearchGuard> searches;
 };
 
 // On the loop thread: creates the context on `address` (and `interfaceName`

@@ -43,6 +43,10 @@ constexpr size_t kMaxFriendlyNameBytes = 256;
 // at most once per this interval (ContentDirectory:1, 0.5 Hz).
 constexpr std::chrono::milliseconds kModerationInterval{2000};
 
+// Searches dropped for exceeding the search limit are logged at most once
+// per this interval, with their count.
+constexpr std::chrono::seconds kSearchDropReportInterval{10};
+
 // Longest state-variable value accepted for storage and eventing.
 constexpr size_t kMaxStateValueBytes = 64 * 1024;
 

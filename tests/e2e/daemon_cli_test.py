@@ -321,6 +321,9 @@ class DaemonCommandLine(unittest.TestCase):
             self.assertIn(".SH " + section, text)
         for signame in ("SIGHUP", "SIGUSR1", "SIGINT", "SIGTERM"):
             self.assertIn(signame, text)
+        # The name rule is stated, and that a name proves nothing.
+        self.assertIn("TLX_HHP_", text)
+        self.assertIn("not a credential", text)
         version = run("--version").stdout.split()[1]
         self.assertIn('"dmsd %s"' % version, text.splitlines()[0])
         r = subprocess.run(["groff", "-man", "-Tutf8", "-ww", "-z", page], capture_output=True,

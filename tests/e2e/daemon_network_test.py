@@ -133,6 +133,46 @@ class DeviceOnTheNetwork(NetworkTest):
         self.assertEqual(code, 200)
         self.assertIsNone(self.daemon.proc.poll())
 
+    def test_a_flood_of_searches_is_answered_at_a_bounded_rate(self):
+        flood = ("import socket,sys,time\n"
+                 "n=int(sys.argv[1])\n"
+                 "s=socket.socket(socket.AF_INET,socket.SOCK_DGRAM)\n"
+                 "s.bind(('0.0.0.0',0))\n"
+                 "m=(b'M-SEARCH * HTTP/1.1\\r\\nHOST: 239.255.255.250:1900\\r\\n'\n"
+                 "   b'MAN: \"ssdp:discover\"\\r\\nMX: 1\\r\\nST: ssdp:all\\r\\n\\r\\n')\n"
+                 "for i in range(n):\n"
+                 "    s.sendto(m,('239.255.255.250',1900))\n"
+                 "s.settimeout(0.5)\n"
+                 "got=0\n"
+                 "end=time.time()+4\n"
+                 "while time.time()<end:\n"
+                 "    try:\n"
+                 "        d=s.recv(4096)\n"
+                 "        got+=d.startswith(b'HTTP/1.1 200')\n"
+                 "    except socket.timeout:\n"
+                 "        pass\n"
+                 "print(got)\n")
+        # What one search brings: one answer per resource.
+        time.sleep(5)  # the sender's allowance refilled after other tests
+        one = self.net.client([sys.executable, "-c", flood, "1"], timeout=30)
+        self.assertEqual(one.returncode, 0, one.stderr)
+        per_search = int(one.stdout)
+        self.assertGreaterEqual(per_search, 5, "root, device, UDN and both services")
+        time.sleep(5)
+        many = self.net.client([sys.executable, "-c", flood, "2000"], timeout=60)
+        self.assertEqual(many.returncode, 0, many.stderr)
+        # A sender's allowance: a burst of 20 and 5 a second after it, over
+        # the 5 s of the run at most.
+        answered = int(many.stdout)
+        self.assertGreater(answered, 0)
+        self.assertLessEqual(answered, (20 + 5 * 6) * per_search, answered)
+        # The device is still found once the flood is over.
+        time.sleep(5)
+        r = self.net.client(["gssdp-discover", "-i", self.net.client_if, "-t",
+                             "urn:schemas-upnp-org:device:MediaServer:1", "-n", "3"], timeout=30)
+        self.assertIn("urn:schemas-upnp-org:device:MediaServer:1", r.stdout)
+        self.assertIsNone(self.daemon.proc.poll())
+
     def test_concurrent_soap_calls_all_answered_with_memory_steady(self):
         script = SOAK % (self.base + CDS_CONTROL, envelope("GetSystemUpdateID", CDS, ()))
         resident = []
@@ -195,9 +235,10 @@ class AccessPolicies(NetworkTest):
         subprocess.run(["ip", "netns", "del", cls.other], capture_output=True)
         super().tearDownClass()
 
-    def second_device(self, action):
+    def second_device(self, action, *headers):
+        extra = [h for header in headers for h in ("-H", header)]
         r = subprocess.run(["ip", "netns", "exec", self.other, "curl", "-s", "-m", "15", "-w",
-                            "\n%{http_code}", "-X", "POST", "-H",
+                            "\n%{http_code}", *extra, "-X", "POST", "-H",
                             'Content-Type: text/xml; charset="utf-8"', "-H",
                             'SOAPACTION: "%s#%s"' % (CDS, action), "--data-binary",
                             envelope(action, CDS, ()), self.base + CDS_CONTROL],
@@ -224,6 +265,25 @@ class AccessPolicies(NetworkTest):
             self.assertEqual(self.fault(body)[0], 606)
             time.sleep(0.5)
             self.assertEqual(self.waiting(daemon), [])  # refused, never asked about
+        finally:
+            self.assertEqual(daemon.stop(), 0)
+
+    def test_a_name_rule_admits_whoever_gives_the_name(self):
+        """The one name rule (devices named TLX_HHP_...) admits by the name a
+        request carries, which any client can send: a name is not a
+        credential, as the manual says."""
+        state = tempfile.mkdtemp(prefix="dms-e2e-", dir=self.state)
+        daemon = Daemon(self.net, state, "--access", "listed", "--allow", self.net.client_ip)
+        try:
+            code, body = self.second_device("GetSystemUpdateID")
+            self.assertEqual(self.fault(body)[0], 606)
+            for header in ("User-Agent: TLX_HHP_phone",
+                           'X-AV-Client-Info: av=5.0; cn="Any"; mn="TLX_HHP_tablet"; mv="1"'):
+                code, body = self.second_device("GetSystemUpdateID", header)
+                self.assertEqual(code, 200, (header, body))
+            # The name must begin the header's value; elsewhere it admits nothing.
+            code, body = self.second_device("GetSystemUpdateID", "User-Agent: x TLX_HHP_phone")
+            self.assertEqual(self.fault(body)[0], 606)
         finally:
             self.assertEqual(daemon.stop(), 0)
 

@@ -254,6 +254,53 @@ class Streaming(LibraryTest):
         answer = self.probe([{"url": url, "method": "HEAD"}])[0]
         self.assertEqual(answer["status"], 200)
 
+    def test_no_request_path_reaches_outside_the_served_files(self):
+        """`..` and percent-encoded traversal in every URL form of both ports:
+        refused, never a file from outside (the daemon's database, the
+        system's password file)."""
+        streaming = ["/../../../../etc/passwd", "/media/../../../../etc/passwd",
+                     "/media/%2e%2e/%2e%2e/%2e%2e/etc/passwd", "/media/..%2f..%2f..%2fetc%2fpasswd",
+                     "/%2e%2e%2f%2e%2e%2f%2e%2e%2fetc%2fpasswd", "/media/%252e%252e/etc/passwd",
+                     "/nuvthumb/../../../etc/passwd", "/nuvthumb..%2f..%2fmedia.db",
+                     "/nuvscreen%2f..%2f..%2fetc%2fpasswd", "/nuvthumbvideo/../media.db",
+                     "/..%2fmedia.db_SM", "/%2e%2e%2fmedia.db_SM", "/../media.db_SM",
+                     "/..%2f..%2f..%2f..%2fetc%2fpasswd_SM", "/upload/../../../etc/passwd",
+                     "/upload/%2e%2e%2f%2e%2e%2fmedia.db", "/livestream.avi/../../etc/passwd",
+                     "/media/1.jpg%00/../../media.db", "//etc/passwd", "/\\..\\..\\etc\\passwd"]
+        description = ["/../../../../etc/passwd", "/%2e%2e/%2e%2e/%2e%2e/etc/passwd",
+                       "/..%2fmedia.db", "/%2e%2e%2fmedia.db", "/description/../media.db",
+                       "/../media.db", "//etc/passwd", "/DeviceDescription.xml/../../media.db",
+                       "/%2e%2e%2f%2e%2e%2f%2e%2e%2fetc%2fpasswd"]
+        send = ("import socket,sys,json\n"
+                "out=[]\n"
+                "for port,path in json.loads(sys.argv[2]):\n"
+                "    for method in ('GET','HEAD'):\n"
+                "        s=socket.create_connection((sys.argv[1],port),timeout=10)\n"
+                "        s.sendall(('%s %s HTTP/1.1\\r\\nHost: x\\r\\nConnection: close"
+                "\\r\\n\\r\\n'%(method,path)).encode('latin-1'))\n"
+                "        data=b''\n"
+                "        while True:\n"
+                "            piece=s.recv(65536)\n"
+                "            if not piece: break\n"
+                "            data+=piece\n"
+                "        s.close()\n"
+                "        out.append([port,path,method,data.decode('latin-1')])\n"
+                "print(json.dumps(out))\n")
+        asked = [[e2e_common.HTTP_PORT, p] for p in streaming] + \
+                [[e2e_common.UPNP_PORT, p] for p in description]
+        r = self.net.client([sys.executable, "-c", send, self.net.server_ip, json.dumps(asked)],
+                            timeout=120)
+        self.assertEqual(r.returncode, 0, r.stderr)
+        answers = json.loads(r.stdout)
+        self.assertEqual(len(answers), 2 * len(asked))
+        for port, path, method, answer in answers:
+            status = answer.split(" ", 2)[1] if answer.startswith("HTTP/") else "none"
+            self.assertIn(status[:1], ("4", "5"), (port, path, method, answer[:300]))
+            self.assertNotIn("root:", answer, (port, path))
+            self.assertNotIn("SQLite format", answer, (port, path))
+        # The server still serves after all that.
+        self.assertEqual(self.probe([{"url": self.big()[0], "method": "HEAD"}])[0]["status"], 200)
+
     def test_twenty_concurrent_downloads_are_identical(self):
         url, path = self.big()
         expected = sha256_of(path)
