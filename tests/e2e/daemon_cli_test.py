@@ -161,9 +161,9 @@ class DaemonCommandLine(unittest.TestCase):
         self.assertEqual(status, 200, body)
         return int(re.search(r"<TotalMatches>(\d+)</TotalMatches>", body).group(1))
 
-    def first_resource(self):
-        """The first res URL found below the root, breadth first."""
-        pending = ["0"]
+    def resources(self):
+        """Every res URL found below the root."""
+        pending, found = ["0"], []
         while pending:
             status, body = self.soap("Browse", [
                 ("ObjectID", pending.pop(0)), ("BrowseFlag", "BrowseDirectChildren"),
@@ -171,11 +171,9 @@ class DaemonCommandLine(unittest.TestCase):
                 ("SortCriteria", "")])
             self.assertEqual(status, 200, body)
             didl = html.unescape(body)
-            found = re.search(r"<res\b[^>]*>\s*(http://[^<\s]+)\s*</res", didl)
-            if found:
-                return found.group(1)
+            found += re.findall(r"<res\b[^>]*>\s*(http://[^<\s]+)\s*</res", didl)
             pending += re.findall(r"<container\s[^>]*\bid=\"([^\"]+)\"", didl)
-        return None
+        return found
 
     def watch_output(self, p):
         """Collects `p`'s output lines in a thread; returns (lines, wait_for)
@@ -613,11 +611,20 @@ class DaemonCommandLine(unittest.TestCase):
                                     for l in lines), lines)
                 # What it has is still listed and served.
                 self.assertEqual(self.browse_count("0"), 3)
-                url = self.first_resource()
-                self.assertIsNotNone(url)
-                with urllib.request.urlopen(url, timeout=15) as r:
-                    self.assertEqual(r.status, 200)
-                    self.assertGreater(len(r.read()), 0)
+                urls = self.resources()
+                self.assertTrue(any("/nuvthumb" in u for u in urls), urls)
+                for url in urls:
+                    # The photo's thumbnail is rendered (it carries none) and
+                    # cannot be kept in the cache: it is served all the same.
+                    with urllib.request.urlopen(url, timeout=15) as r:
+                        self.assertEqual(r.status, 200, url)
+                        body = r.read()
+                        self.assertGreater(len(body), 0, url)
+                        if "/nuvthumb" in url:
+                            self.assertEqual(body[:2], b"\xff\xd8", url)
+                cache = os.path.join(seen, "thumbnails")
+                self.assertEqual([n for n in os.listdir(cache) if n.endswith(".tmp")]
+                                 if os.path.isdir(cache) else [], [])
                 # Space again: the next rescan registers the rest.
                 os.unlink(os.path.join(seen, "filler"))
                 p.send_signal(signal.SIGUSR1)
