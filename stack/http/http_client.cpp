@@ -32,6 +32,7 @@
 
 #include "nuv_list.h"
 #include "nuv_log.h"
+#include "response_header_block.h"
 
 namespace dmsstack {
 namespace {
@@ -52,7 +53,7 @@ struct UrlDeleter {
   void operator()(CURLU* url) const { curl_url_cleanup(url); }
 };
 
-using Headers = std::vector<std::pair<std::string, std::string>>;
+using Headers = HttpHeaders;
 
 // A request as NUVHTTPSendRequest copied it.
 struct Request {
@@ -75,14 +76,6 @@ enum class Phase {
 };
 
 enum class Outcome { Completed, Failed, Stopped };
-
-// One response's header block, as libcurl hands it over line by line.
-struct HeaderBlock {
-  bool open = false;
-  int status = 0;
-  bool http11 = true;
-  Headers headers;
-};
 
 struct ClientProfile {
   ClientProfile(int h, const stNUVHTTPCallbacks& cb) : handle(h), callbacks(cb) {}
@@ -109,7 +102,7 @@ struct ClientProfile {
   // Only the worker touches these.
   std::unique_ptr<CURL, EasyDeleter> easy;
   std::unique_ptr<curl_slist, SlistDeleter> requestHeaders;
-  HeaderBlock block;
+  ResponseHeaderBlock block;
   bool followsRedirects = false;
   eHTTPVersion version = NUV_HTTP_VERSION_1_1;
   char error[CURL_ERROR_SIZE] = {0};
@@ -117,48 +110,11 @@ struct ClientProfile {
 
 using ProfilePtr = std::shared_ptr<ClientProfile>;
 
-std::string_view trimmed(std::string_view text) {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t' || text.back() == '\r' ||
-                           text.back() == '\n')) {
-    text.remove_suffix(1);
-  }
-  return text;
-}
-
-bool sameName(std::string_view a, const char* b) {
-  return a.size() == strlen(b) && strncasecmp(a.data(), b, a.size()) == 0;
-}
-
-const std::string* headerValue(const Headers& headers, const char* name) {
-  for (const auto& h : headers) {
-    if (sameName(h.first, name)) return &h.second;
-  }
-  return nullptr;
-}
-
-// "HTTP/1.1 200 OK" into the block; false for a line that is not a status line.
-bool parseStatusLine(std::string_view line, HeaderBlock* block) {
-  const size_t space = line.find(' ');
-  if (space == std::string_view::npos) return false;
-  const std::string_view version = line.substr(0, space);
-  const std::string_view rest = trimmed(line.substr(space + 1));
-  if (rest.size() < 3) return false;
-  int status = 0;
-  for (size_t i = 0; i < 3; ++i) {
-    if (rest[i] < '0' || rest[i] > '9') return false;
-    status = status * 10 + (rest[i] - '0');
-  }
-  block->status = status;
-  block->http11 = version != "HTTP/1.0" && version != "HTTP/0.9";
-  return true;
-}
-
 // The header lines a request carries besides the additional ones, which
 // come from the record's fields instead.
 bool reservedRequestHeader(const std::string& name) {
-  return sameName(name, "Host") || sameName(name, "Content-Length") ||
-         sameName(name, "Transfer-Encoding") || sameName(name, "Expect");
+  return sameHeaderName(name, "Host") || sameHeaderName(name, "Content-Length") ||
+         sameHeaderName(name, "Transfer-Encoding") || sameHeaderName(name, "Expect");
 }
 
 bool hasLineBreak(const std::string& text) { return text.find_first_of("\r\n") != text.npos; }
@@ -527,7 +483,7 @@ bool HttpClient::configure(ClientProfile& p, const HttpClientLimits& limits) {
   for (const auto& h : r.headers) add(h.second.empty() ? h.first + ";" : h.first + ": " + h.second);
   // libcurl would add "Expect: 100-continue" to large bodies on its own.
   if (r.post) add(r.hasBody && r.expectContinue ? "Expect: 100-continue" : "Expect:");
-  if (headerValue(r.headers, "Accept") == nullptr) add("Accept:");
+  if (findHeader(r.headers, "Accept") == nullptr) add("Accept:");
   p.requestHeaders.reset(list);
   set(CURLOPT_HTTPHEADER, list);
   return ok;
@@ -604,7 +560,7 @@ void HttpClient::detach(ClientProfile& p) {
 void HttpClient::finish(const ProfilePtr& p, Outcome outcome) {
   p->easy.reset();
   p->requestHeaders.reset();
-  p->block = HeaderBlock{};
+  p->block = ResponseHeaderBlock{};
   const stNUVHTTPCallbacks& cb = p->callbacks;
   if (outcome == Outcome::Completed && !stopRequested(*p) && cb.responseReceive != nullptr) {
     char empty[1] = {0};
@@ -649,40 +605,20 @@ void HttpClient::abandonAll() {
 
 size_t HttpClient::onHeader(ClientProfile& p, std::string_view data) {
   if (stopRequested(p)) return 0;
-  const std::string_view line = trimmed(data);
-  if (data.substr(0, 5) == "HTTP/") {
-    p.block = HeaderBlock{};
-    p.block.open = parseStatusLine(line, &p.block);
-  } else if (!p.block.open) {
-    // Trailers after a chunked body, or lines of no response.
-  } else if (line.empty()) {
-    p.block.open = false;
-    if (!deliverHeader(p)) return 0;
-  } else if (data[0] == ' ' || data[0] == '\t') {
-    if (!p.block.headers.empty()) p.block.headers.back().second.append(" ").append(line);
-  } else if (const size_t colon = line.find(':'); colon != std::string_view::npos) {
-    p.block.headers.emplace_back(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
-  }
+  if (p.block.take(data) == ResponseHeaderBlock::Line::End && !deliverHeader(p)) return 0;
   return data.size();
 }
 
 // Callback 2 with the block that just ended, unless libcurl follows it.
 bool HttpClient::deliverHeader(ClientProfile& p) {
-  const HeaderBlock& b = p.block;
-  const std::string* location = headerValue(b.headers, "Location");
-  if (p.followsRedirects && b.status >= 300 && b.status < 400 && location != nullptr &&
+  const ResponseHeaderBlock& b = p.block;
+  const std::string* location = findHeader(b.headers(), "Location");
+  if (p.followsRedirects && b.status() >= 300 && b.status() < 400 && location != nullptr &&
       !location->empty()) {
     return true;  // libcurl follows it, or fails the transfer when it may not
   }
-  if (b.status >= 200) p.version = b.http11 ? NUV_HTTP_VERSION_1_1 : NUV_HTTP_VERSION_1_0;
-  stNUVAppList* headers = NUVListCreate();
-  bool ok = headers != nullptr;
-  for (size_t i = 0; ok && i < b.headers.size(); ++i) {
-    ok = NUVListAddHeader(headers, b.headers[i].first.c_str(), b.headers[i].second.c_str()) == 0;
-  }
-  stNUVAppList* list =
-      ok ? NUVHTTPCreateResponseHeaderList(b.status, b.http11 ? 1 : 0, headers) : nullptr;
-  FreeAdditionalHeaders(headers);
+  if (b.status() >= 200) p.version = b.http11() ? NUV_HTTP_VERSION_1_1 : NUV_HTTP_VERSION_1_0;
+  stNUVAppList* list = b.makeList();
   if (list == nullptr) return false;
   if (p.callbacks.responseHeader != nullptr) {
     p.callbacks.responseHeader(p.handle, p.handle, list, 0);

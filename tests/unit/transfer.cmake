@@ -28,6 +28,9 @@ dms_stack_unit_test(stack_http_connection_test)
 target_include_directories(stack_http_connection_test PRIVATE ${PROJECT_SOURCE_DIR}/stack/http)
 dms_stack_unit_test(stack_http_client_test)
 target_include_directories(stack_http_client_test PRIVATE ${PROJECT_SOURCE_DIR}/stack/http)
+dms_stack_unit_test(stack_response_header_block_test)
+target_include_directories(stack_response_header_block_test
+                           PRIVATE ${PROJECT_SOURCE_DIR}/stack/http)
 target_include_directories(transfer_upload_test PRIVATE ${PROJECT_SOURCE_DIR}/server)
 
 # The live view against a fake producer.
