@@ -1,5 +1,6 @@
 /* Calls the exported C interface from a C translation unit, to prove the
  * headers are valid C and the symbols have C linkage. */
+#include <stdatomic.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -48,12 +49,13 @@ static void filesFromC(void) {
   CHECK(DMSAppOpenFile(path, (DMSAppFileMode)7) == NULL);
 }
 
-static volatile int fired = 0;
+/* Written on the timer thread, read here. */
+static atomic_int fired = 0;
 
 static void onTimer(unsigned long handle, unsigned long param, bool expired) {
   (void)handle;
   (void)expired;
-  fired = (int)param;
+  atomic_store(&fired, (int)param);
 }
 
 static void timersFromC(void) {
@@ -61,8 +63,8 @@ static void timersFromC(void) {
   CHECK(handle != 0);
   CHECK(DMSAppStartTimer(handle, 20, NULL, NULL) == 0);
   CHECK(DMSAppStartTimer(handle, 20, onTimer, (void*)42) == 1);
-  for (int i = 0; i < 500 && fired == 0; ++i) usleep(10000);
-  CHECK(fired == 42);
+  for (int i = 0; i < 500 && atomic_load(&fired) == 0; ++i) usleep(10000);
+  CHECK(atomic_load(&fired) == 42);
   CHECK(DMSAppDeleteTimer(handle) == 1); /* already gone: still 1 */
 }
 
