@@ -8,6 +8,7 @@ namespace (netns.enter_private_namespaces).
 
 Usage: daemon_network_test.py DMSD MEDIA_DIR [unittest args]
 """
+import html
 import os
 import re
 import shutil
@@ -172,6 +173,42 @@ class DeviceOnTheNetwork(NetworkTest):
                              "urn:schemas-upnp-org:device:MediaServer:1", "-n", "3"], timeout=30)
         self.assertIn("urn:schemas-upnp-org:device:MediaServer:1", r.stdout)
         self.assertIsNone(self.daemon.proc.poll())
+
+    def test_entities_in_control_requests_are_refused_not_expanded(self):
+        external = ('<?xml version="1.0"?><!DOCTYPE s:Envelope [<!ENTITY x SYSTEM '
+                    '"file:///etc/passwd">]>')
+        laughs = ('<?xml version="1.0"?><!DOCTYPE s:Envelope [<!ENTITY a "aaaaaaaaaa">'
+                  + "".join('<!ENTITY %s "%s">' % (chr(98 + i), ("&%s;" % chr(97 + i)) * 10)
+                            for i in range(8)) + ']>')
+        for head, reference in ((external, "&x;"), (laughs, "&i;")):
+            body = head + envelope("Browse", CDS, (
+                ("ObjectID", reference), ("BrowseFlag", "BrowseMetadata"), ("Filter", "*"),
+                ("StartingIndex", "0"), ("RequestedCount", "0"), ("SortCriteria", "")
+            )).split("?>", 1)[1]
+            started = time.time()
+            r = self.curl("-w", "\n%{http_code}", "-X", "POST", "-H",
+                          'Content-Type: text/xml; charset="utf-8"', "-H",
+                          'SOAPACTION: "%s#Browse"' % CDS, "--data-binary", body,
+                          self.base + CDS_CONTROL)
+            answer, _, code = r.stdout.rpartition("\n")
+            self.assertIn(code[:1], ("4", "5"), answer)
+            self.assertNotIn("root:", answer)
+            self.assertNotIn("aaaaaaaaaaaaaaaaaaaa", answer)
+            self.assertLess(time.time() - started, 10)
+        # CreateObject's Elements carry DIDL-Lite of their own.
+        didl = ('<!DOCTYPE DIDL-Lite [<!ENTITY x SYSTEM "file:///etc/passwd">]>'
+                '<DIDL-Lite xmlns="urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/" '
+                'xmlns:dc="http://purl.org/dc/elements/1.1/" '
+                'xmlns:upnp="urn:schemas-upnp-org:metadata-1-0/upnp/"><item id="" '
+                'parentID="DLNA.ORG_AnyContainer" restricted="0"><dc:title>&x;</dc:title>'
+                '<upnp:class>object.item.imageItem.photo</upnp:class>'
+                '<res protocolInfo="http-get:*:image/jpeg:*"/></item></DIDL-Lite>')
+        code, body = self.soap("CreateObject", (("ContainerID", "DLNA.ORG_AnyContainer"),
+                                                 ("Elements", html.escape(didl))))
+        self.assertEqual(code, 500, body)
+        self.assertNotIn("root:", body)
+        code, body = self.soap("GetSystemUpdateID")
+        self.assertEqual(code, 200)
 
     def test_concurrent_soap_calls_all_answered_with_memory_steady(self):
         script = SOAK % (self.base + CDS_CONTROL, envelope("GetSystemUpdateID", CDS, ()))
