@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "action_info.h"
+#include "allocated_bytes.h"
 #include "dms_list.h"
 #include "dms_string.h"
 
@@ -109,7 +111,30 @@ TEST(ArgumentListHelpers, AppendRefusesNullListAndFreesTheValue) {
   EXPECT_EQ(dms_cds::appendArgument(nullptr, "Id", new DMSAppString("0")), 1);
 }
 
-TEST(ArgumentListHelpers, DeleteToleratesNull) { dms_cds::deleteArgumentList(nullptr); }
+namespace {
+
+// Bytes still allocated after a list of two arguments (one of 4 KiB) is
+// made, and after it is deleted; relative to before.
+std::pair<long, long> argumentListFootprint() {
+  const size_t before = allocatedBytes();
+  auto* list = new DMSCDSList();
+  dms_cds::appendArgument(list, "ObjectID", dms_cds::newString("0"));
+  dms_cds::appendArgument(list, "Filter", dms_cds::newString(std::string(4096, '*')));
+  const size_t made = allocatedBytes();
+  dms_cds::deleteArgumentList(list);
+  dms_cds::deleteArgumentList(nullptr);
+  const size_t after = allocatedBytes();
+  return {static_cast<long>(made - before), static_cast<long>(after - before)};
+}
+
+}  // namespace
+
+TEST(ArgumentListHelpers, DeleteFreesEveryArgumentAndToleratesNull) {
+  argumentListFootprint();  // first use sets up what stays for the process
+  const auto [made, left] = argumentListFootprint();
+  EXPECT_GT(made, 4096);
+  EXPECT_EQ(left, 0);
+}
 
 TEST(ArgumentListHelpers, CopyStringCopiesOrGivesNull) {
   EXPECT_EQ(dms_cds::copyString(nullptr), nullptr);

@@ -13,7 +13,8 @@ target_include_directories(dmsstack_test_support INTERFACE ${PROJECT_SOURCE_DIR}
 function(dms_stack_unit_test name)
   add_executable(${name} ${DMS_STACK_TEST_DIR}/${name}.cpp)
   target_link_libraries(${name} PRIVATE dmsstack_test_support)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS unit)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS unit ENVIRONMENT
+                       "${DMS_TEST_MALLOC_TUNABLES}")
 endfunction()
 
 dms_stack_unit_test(stack_xml_text_test)
