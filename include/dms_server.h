@@ -34,7 +34,14 @@ typedef enum DLNADMS_DESCRIOPTION_TYPE {
 
 /* ---- Lifecycle ---------------------------------------------------------- */
 int DMSAppInitialize(int* outConnectionID, DMSAppInitInfo* info);
-int DMSAppStart(int aclMode, int a, int b);
+/* Starts the stack and then access control. `aclMode` is the access mode
+ * (NUV_ACL_MODE_... of nuv_dms.h: 0 all, 1 listed, 2 none, 3 all but
+ * refused, 4 ask), used when the share mode is "all" (else 4); `maxAge`
+ * is the SSDP max-age in seconds (0 for 1800) and `stackFlags` is passed to
+ * NUVDMSStart as is (reserved, 0). 1 when the stack started, 0 otherwise.
+ * Devices whose name begins with "TLX_HHP_" are admitted by a name rule
+ * added here; a name is not a credential (any client may send it). */
+int DMSAppStart(int aclMode, int maxAge, int stackFlags);
 int DMSAppStop(void);
 /* Returns the stack's NUVDMSTerminate result (1 success). */
 int DMSAppTerminate(void);

@@ -86,15 +86,17 @@ int initialize(int* outConnectionID, const DMSAppInitInfo& info) {
   return 1;
 }
 
-int start(int aclMode, int a, int b) {
-  if (NUVDMSStart(DMSGetConnectionID(), a, b) != 0) {
+int start(int aclMode, int maxAge, int stackFlags) {
+  if (NUVDMSStart(DMSGetConnectionID(), maxAge, stackFlags) != 0) {
     NUVPrintf(2, "[DMSAppInitialize]NUVDMSStart  not stopped");
     return 0;
   }
   NUVPrintf(1, "[DMSAppInitialize] NUVDMSStart  SUCCESS");
   DmsAppACLInitialize();
   DmsAppACLSetMode(GetAllShareMode() == kShareWithAll ? aclMode : kConfirmMode);
-  // Devices named so are always let in.
+  // Devices that name themselves so are let in whatever the mode. The rule
+  // admits by name alone, which any client can send (see DMSAppStart's
+  // contract in dms_server.h and ACCESS MODES in dmsd(8)).
   DmsAppACLAddDevNameFilterRule("TLX_HHP_", 0, "+");
   return 1;
 }
@@ -129,8 +131,9 @@ int DMSAppInitialize(int* outConnectionID, DMSAppInitInfo* info) {
   });
 }
 
-int DMSAppStart(int aclMode, int a, int b) {
-  return dms_server::guarded("DMSAppStart", 0, [=] { return dms_server::start(aclMode, a, b); });
+int DMSAppStart(int aclMode, int maxAge, int stackFlags) {
+  return dms_server::guarded("DMSAppStart", 0,
+                             [=] { return dms_server::start(aclMode, maxAge, stackFlags); });
 }
 
 int DMSAppStop(void) {
