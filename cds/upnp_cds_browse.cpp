@@ -238,7 +238,12 @@ int UPnPCDSBrowse::__BrowseDirectChildrenContent_CheckContentsAndRequest(DMSCDSL
 
 bool UPnPCDSBrowse::listingShrank() {
   const int total = NUVCEGetContainerTotalMatches(container_->GetID(), GetID());
-  if (total < 0 || total >= argument_->GetStartIndex() + contentsWanted_) return false;
+  if (total < 0) return false;  // the database fails: not a listing that changed
+  // Fewer than the listing asked for, or part of the page arrived and the
+  // rest did not while the count moved (objects went, others came).
+  const bool fewer = total < argument_->GetStartIndex() + contentsWanted_;
+  const bool restWent = contentsReceived_ > 0 && total != contentTotal_;
+  if (!fewer && !restWent) return false;
   contentTotal_ = total;
   return true;
 }

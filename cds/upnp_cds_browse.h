@@ -53,8 +53,10 @@ class UPnPCDSBrowse : public UPnPCDSImplInterface {
   int __BrowseDirectChildrenContent_CheckContentsAndRequest(DMSCDSList* list);
   int __BrowseMetadata_CheckContentsAndRequest(DMSCDSList* list);
   int __GetItem_BrowseContainer_ExecuteCallback(int result);
-  // True when the container now holds fewer objects than the listing asked
-  // for (some were destroyed since the count); the total is taken anew.
+  // True when the container changed under the listing: it now holds fewer
+  // objects than the listing asked for, or part of the page came and the
+  // rest did not while the count moved. The total is taken anew. False when
+  // the count cannot be read or has not moved (a database that fails).
   bool listingShrank();
 
   // Asks the engine for `count` records of container_ from `start`; a

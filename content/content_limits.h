@@ -12,6 +12,10 @@ namespace content_limits {
 // reserving an ID for CreateObject, should not fail because a scan runs.
 constexpr int kDbBusyTimeoutMs = 2000;
 
+// Reads of a listing page that objects destroyed and created meanwhile left
+// short: at most this many before the page is given up.
+constexpr int kShortPageReads = 3;
+
 // Work buffer of a create statement: a table name of this length or more
 // gives no statement, and the column list must fit as well.
 constexpr size_t kCreateStatementBufferBytes = 1024;

@@ -32,7 +32,12 @@ DMSCDSList* MultiMediaDbConnector::GetVideoItems(int start, int count) {
   return readPage(sql_text::kVideo, start, count);
 }
 
-DMSCDSList* MultiMediaDbConnector::readPage(unsigned int mode, int start, int count) {
+DMSCDSList* MultiMediaDbConnector::GetItemsPresent(unsigned int mode, int start, int count) {
+  if (!sql_text::validMode(mode)) return nullptr;
+  return readPage(mode, start, count, false);
+}
+
+DMSCDSList* MultiMediaDbConnector::readPage(unsigned int mode, int start, int count, bool whole) {
   if (start < 0 || count < 0) return nullptr;
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (!connected_) return nullptr;
@@ -57,7 +62,8 @@ DMSCDSList* MultiMediaDbConnector::readPage(unsigned int mode, int start, int co
 
   // Only whole pages: exactly `count` rows of the table's own width. A
   // table of another layout (an older file) never passes.
-  if (table.rows() != count || (count > 0 && table.columns() != columnsOfKind(mode))) {
+  const bool rowsFit = whole ? table.rows() == count : table.rows() > 0 && table.rows() <= count;
+  if (!rowsFit || (count > 0 && table.columns() != columnsOfKind(mode))) {
     if (count > 0 && table.rows() > 0 && table.columns() != columnsOfKind(mode)) {
       NUVPrintf(NUV_LOG_ERROR,
                 "[MultiMediaDbConnector::readPage] unexpected layout: %d columns instead of %d",
@@ -66,7 +72,7 @@ DMSCDSList* MultiMediaDbConnector::readPage(unsigned int mode, int start, int co
     return nullptr;
   }
 
-  return recordsOf(mode, table, count);
+  return recordsOf(mode, table, table.rows());
 }
 
 DMSCDSList* MultiMediaDbConnector::recordsOf(unsigned int mode, const SqliteTable& table,

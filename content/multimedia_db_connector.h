@@ -80,6 +80,10 @@ class MultiMediaDbConnector {
   DMSCDSList* GetListedItem(unsigned int mode, DMSAppString* id);
   DMSCDSList* GetAudioItems(int start, int count);
   DMSCDSList* GetVideoItems(int start, int count);
+  // Up to `count` items of kind `mode` from `start`, as many as there are
+  // now; null when there are none or on error. For a page that objects
+  // destroyed since it was counted left short.
+  DMSCDSList* GetItemsPresent(unsigned int mode, int start, int count);
   // The same from the caches (copies of the cached records).
   DMSCDSList* GetImageItems2(int start, int count);
   DMSCDSList* GetVideoItems2(int start, int count);
@@ -177,7 +181,9 @@ class MultiMediaDbConnector {
   void logFailedSelect(const std::string& sql, int rc);
   // Counts the listed rows of `mode`; -1 (the count's text logged) on error.
   int countListed(unsigned int mode);
-  DMSCDSList* readPage(unsigned int mode, int start, int count);
+  // `count` rows from `start`; with `whole`, only exactly `count`, else
+  // between one and `count`.
+  DMSCDSList* readPage(unsigned int mode, int start, int count, bool whole = true);
   // A record list of kind `mode` with the first `rows` rows of `table`;
   // null when a record cannot be made.
   DMSCDSList* recordsOf(unsigned int mode, const SqliteTable& table, int rows);

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "content_limits.h"
 #include "contents_enumerator_argument.h"
 #include "dms_content_engine.h"
 #include "dms_list.h"
@@ -102,13 +103,18 @@ int MultiMediaDBEnumerator::GetContents(unsigned int requestID, DMSAppString* /*
   int first = static_cast<int>(start);
   int size = static_cast<int>(count);
   DMSCDSList* list = readPage(db, first, size);
-  if (list == nullptr && db != nullptr && first >= 0 && size > 0) {
+  // (The caches stay as they were filled; only database pages can shrink.)
+  if (list == nullptr && db != nullptr && first >= 0 && size > 0 &&
+      (kind_ == kAudioKind || certificationMode())) {
     // The page was sized from a count taken just before; objects destroyed
     // in between (a client's DestroyObject, a file deleted) leave it short,
-    // and a short page is refused. The part still there is read instead; a
-    // page that begins past the end stays refused.
-    const int total = GetTotalMatches(requestID, nullptr);
-    if (total > first && total < first + size) list = readPage(db, first, total - first);
+    // and a short page is refused. The part still there is read instead,
+    // again while objects keep coming and going under it; a page that
+    // begins past the end (or a database that fails) stays refused.
+    for (int attempt = 0; list == nullptr && attempt < content_limits::kShortPageReads; ++attempt) {
+      list = db->GetItemsPresent(kind_, first, size);
+      if (list == nullptr && GetTotalMatches(requestID, nullptr) <= first) break;
+    }
   }
   if (list == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[CE] Content List is NULL!!! startIndex = %d, count = %d", first,

@@ -297,10 +297,18 @@ void onCompleted(void* cls, MHD_Connection*, void** conCls, MHD_RequestTerminati
   HttpServer::instance().closeConnection(c->id());
 }
 
+// A client that hangs up in mid-response (a player seeking, a viewer
+// leaving) is no fault of the server's: libmicrohttpd's word for it is kept
+// for the verbose log, out of the error log it would flood.
+bool clientHungUp(const char* text) {
+  return strstr(text, "closed by remote") != nullptr || strstr(text, "reset by peer") != nullptr ||
+         strstr(text, "forcibly closed") != nullptr || strstr(text, "Broken pipe") != nullptr;
+}
+
 void onLog(void*, const char* format, va_list ap) {
   char text[512];
   vsnprintf(text, sizeof(text), format, ap);
-  NUVPrintf(NUV_LOG_ERROR, "[HTTP] %s", text);
+  NUVPrintf(clientHungUp(text) ? NUV_LOG_INFO : NUV_LOG_ERROR, "[HTTP] %s", text);
 }
 
 }  // namespace

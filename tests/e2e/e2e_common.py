@@ -4,6 +4,7 @@ small client helpers (curl, SOAP calls, fault and result parsing).
 
 Call configure(DMSD, MEDIA) before the tests run.
 """
+import collections
 import os
 import shutil
 import sqlite3
@@ -80,10 +81,16 @@ class Daemon:
                                      stdin=subprocess.PIPE)
         self.reader = threading.Thread(target=self._read, daemon=True)
         self.reader.start()
+        # Standard error is read all along: a full pipe would stop the
+        # daemon at its next log line.
+        self.errors = collections.deque(maxlen=2000)
+        self.error_reader = threading.Thread(target=self._read_errors, daemon=True)
+        self.error_reader.start()
         deadline = time.time() + 20
         while time.time() < deadline and not any("running" in l for l in self.lines):
             if self.proc.poll() is not None:
-                raise AssertionError("dmsd exited: %s" % self.proc.stderr.read())
+                self.error_reader.join(timeout=5)
+                raise AssertionError("dmsd exited: %s" % self.error_text())
             time.sleep(0.1)
         if not any("running" in l for l in self.lines):
             self.stop()
@@ -92,6 +99,14 @@ class Daemon:
     def _read(self):
         for line in self.proc.stdout:
             self.lines.append(line.rstrip("\n"))
+
+    def _read_errors(self):
+        for line in self.proc.stderr:
+            self.errors.append(line)
+
+    def error_text(self):
+        """The latest lines of the daemon's standard error."""
+        return "".join(self.errors)
 
     def say(self, text):
         self.proc.stdin.write(text + "\n")
@@ -106,9 +121,10 @@ class Daemon:
             self.proc.kill()
             self.proc.wait()
         self.reader.join(timeout=5)
+        self.error_reader.join(timeout=5)
         if self.proc.returncode != 0:
             sys.stderr.write("dmsd exited with %d; its standard error ends:\n%s\n" % (
-                self.proc.returncode, self.proc.stderr.read()[-6000:]))
+                self.proc.returncode, self.error_text()[-6000:]))
         for stream in (self.proc.stdin, self.proc.stdout, self.proc.stderr):
             stream.close()
         return self.proc.returncode
