@@ -19,7 +19,8 @@
 #endif
 
 #ifdef DMS_TEST_SANITIZER_ALLOCATOR
-#include <sanitizer/allocator_interface.h>
+// The sanitizer runtimes export it; not every compiler ships its header.
+extern "C" size_t __sanitizer_get_current_allocated_bytes(void);
 inline size_t allocatedBytes() { return __sanitizer_get_current_allocated_bytes(); }
 #else
 inline size_t allocatedBytes() { return mallinfo2().uordblks; }
