@@ -4,6 +4,7 @@
 #include <strings.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -259,6 +260,29 @@ stNUVHTTPConnInfo* newConnInfo(const std::vector<std::pair<int, std::string>>& p
   if (info == nullptr) return nullptr;
   for (const auto& p : profiles) info->entries.push_back({p.first, p.second});
   return info;
+}
+
+eHTTPMessageType methodFromName(const char* method) {
+  static const struct {
+    const char* name;
+    eHTTPMessageType type;
+  } kMethods[] = {{"GET", NUV_HTTP_GET},       {"HEAD", NUV_HTTP_HEAD},
+                  {"PUT", NUV_HTTP_PUT},       {"POST", NUV_HTTP_POST},
+                  {"DELETE", NUV_HTTP_DELETE}, {"OPTIONS", NUV_HTTP_OPTIONS}};
+  if (method == nullptr) return NUV_HTTP_METHOD_OTHER;
+  for (const auto& m : kMethods) {
+    if (strcmp(method, m.name) == 0) return m.type;
+  }
+  return NUV_HTTP_METHOD_OTHER;
+}
+
+long long contentLengthFromText(const char* text) {
+  if (text == nullptr || *text < '0' || *text > '9') return -1;
+  errno = 0;
+  char* end = nullptr;
+  const long long value = strtoll(text, &end, 10);
+  if (errno != 0 || *end != '\0') return -1;
+  return value;
 }
 
 bool watchRelease(stNUVAppList* headerList, std::shared_ptr<std::atomic<bool>> flag) {

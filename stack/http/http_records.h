@@ -22,6 +22,14 @@ stNUVHTTPConnInfo* newConnInfo(const std::vector<std::pair<int, std::string>>& p
 // list that is not a request header list.
 bool watchRelease(stNUVAppList* headerList, std::shared_ptr<std::atomic<bool>> flag);
 
+// The method code of a request's method name (exact, upper case);
+// NUV_HTTP_METHOD_OTHER for any other name.
+eHTTPMessageType methodFromName(const char* method);
+
+// A request's Content-Length: a plain decimal number, else -1 (absent,
+// signed, followed by anything, or too large).
+long long contentLengthFromText(const char* text);
+
 }  // namespace dmsstack
 
 #endif  // DMS_STACK_HTTP_HTTP_RECORDS_H

@@ -37,19 +37,6 @@ namespace {
 // that profile's pool to stop.
 thread_local HttpProfile* tProfile = nullptr;
 
-eHTTPMessageType methodOf(const char* method) {
-  static const struct {
-    const char* name;
-    eHTTPMessageType type;
-  } kMethods[] = {{"GET", NUV_HTTP_GET},       {"HEAD", NUV_HTTP_HEAD},
-                  {"PUT", NUV_HTTP_PUT},       {"POST", NUV_HTTP_POST},
-                  {"DELETE", NUV_HTTP_DELETE}, {"OPTIONS", NUV_HTTP_OPTIONS}};
-  for (const auto& m : kMethods) {
-    if (strcmp(method, m.name) == 0) return m.type;
-  }
-  return NUV_HTTP_METHOD_OTHER;
-}
-
 std::string clientAddress(MHD_Connection* mc) {
   const MHD_ConnectionInfo* info = MHD_get_connection_info(mc, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
   if (info == nullptr || info->client_addr == nullptr || info->client_addr->sa_family != AF_INET) {
@@ -63,16 +50,6 @@ std::string clientAddress(MHD_Connection* mc) {
 
 const char* headerValue(MHD_Connection* mc, const char* name) {
   return MHD_lookup_connection_value(mc, MHD_HEADER_KIND, name);
-}
-
-// A decimal Content-Length; -1 when absent or not a plain number.
-long long contentLengthOf(const char* text) {
-  if (text == nullptr || *text < '0' || *text > '9') return -1;
-  errno = 0;
-  char* end = nullptr;
-  const long long value = strtoll(text, &end, 10);
-  if (errno != 0 || *end != '\0') return -1;
-  return value;
 }
 
 MHD_Result collectHeader(void* cls, MHD_ValueKind, const char* key, const char* value) {
@@ -195,14 +172,14 @@ MHD_Result beginRequest(HttpProfile* profile, MHD_Connection* mc, HttpConnection
     return queueStatus(mc, MHD_HTTP_FORBIDDEN);
   }
 
-  const eHTTPMessageType type = methodOf(method);
+  const eHTTPMessageType type = methodFromName(method);
   const eHTTPVersion httpVersion = (version != nullptr && strcmp(version, "HTTP/1.0") == 0)
                                        ? NUV_HTTP_VERSION_1_0
                                        : NUV_HTTP_VERSION_1_1;
   c->local.method = type;
   c->local.version = httpVersion;
   c->local.isHead = type == NUV_HTTP_HEAD;
-  const long long length = contentLengthOf(headerValue(mc, "Content-Length"));
+  const long long length = contentLengthFromText(headerValue(mc, "Content-Length"));
   const char* encoding = headerValue(mc, "Transfer-Encoding");
   c->local.hasBody = length > 0 || (encoding != nullptr && strcasestr(encoding, "chunked"));
 

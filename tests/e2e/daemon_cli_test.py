@@ -4,6 +4,7 @@
 Runs in a network namespace of its own with only its loopback up, so that
 no daemon started here (nor its SSDP) ever reaches the host's network.
 """
+import contextlib
 import html
 import os
 import re
@@ -47,6 +48,20 @@ class DaemonCommandLine(unittest.TestCase):
 
     def tearDown(self):
         self.state.cleanup()
+
+    @contextlib.contextmanager
+    def watched(self, args, wrapper=()):
+        """dmsd started with `args` (its standard error in its output), the
+        output collected as watch_output does: yields (process, lines,
+        wait_for); then stops it with SIGTERM and checks that it exits 0."""
+        p = self.start(args, stderr=subprocess.STDOUT, wrapper=wrapper)
+        lines, wait_for = self.watch_output(p)
+        try:
+            yield p, lines, wait_for
+        finally:
+            p.send_signal(signal.SIGTERM)
+            p.wait(timeout=20)
+        self.assertEqual(p.returncode, 0, lines)
 
     def test_help_describes_every_option(self):
         r = run("--help")
@@ -444,9 +459,7 @@ class DaemonCommandLine(unittest.TestCase):
                 os.mkdir(folder)
                 for name in names:
                     self.make_media(os.path.join(folder, name))
-            p = self.start(["--media", a, "--media", b])
-            lines, wait_for = self.watch_output(p)
-            try:
+            with self.watched(["--media", a, "--media", b]) as (p, lines, wait_for):
                 wait_for("scan of %s done" % b)
                 self.assertEqual(len(self.registered()), 3)
                 # Removed: its files go, the other folder's stay.
@@ -473,19 +486,13 @@ class DaemonCommandLine(unittest.TestCase):
                 time.sleep(0.5)
                 self.assertEqual(self.registered(), [os.path.join(a, "late.mp3"),
                                                      os.path.join(b, "v.mp4")])
-            finally:
-                p.send_signal(signal.SIGTERM)
-                p.wait(timeout=20)
-            self.assertEqual(p.returncode, 0, lines)
 
     def test_a_database_removed_while_serving_is_made_again_by_the_next_rescan(self):
         with tempfile.TemporaryDirectory() as media:
             media = os.path.realpath(media)
             for name in ("a.jpg", "b.mp3"):
                 self.make_media(os.path.join(media, name))
-            p = self.start(["--media", media], stderr=subprocess.STDOUT)
-            lines, wait_for = self.watch_output(p)
-            try:
+            with self.watched(["--media", media]) as (p, lines, wait_for):
                 wait_for("scan of %s done" % media)
                 self.assertEqual(self.browse_count("0"), 3)
                 for name in os.listdir(self.state.name):
@@ -523,10 +530,6 @@ class DaemonCommandLine(unittest.TestCase):
                 self.make_media(os.path.join(media, "after.mp3"))
                 wait_for("registered %s" % os.path.join(media, "after.mp3"))
                 self.assertIn(os.path.join(media, "after.mp3"), self.registered())
-            finally:
-                p.send_signal(signal.SIGTERM)
-                p.wait(timeout=20)
-            self.assertEqual(p.returncode, 0, lines)
 
     def test_a_database_made_read_only_while_serving_is_reported_once_and_recovers(self):
         with tempfile.TemporaryDirectory() as media:
@@ -535,10 +538,8 @@ class DaemonCommandLine(unittest.TestCase):
             state = self.state.name
             database = os.path.join(state, "media.db")
             # Without capabilities, so that file modes bind even uid 0.
-            p = self.start(["--media", media], stderr=subprocess.STDOUT,
-                           wrapper=("setpriv", "--bounding-set=-all", "--inh-caps=-all"))
-            lines, wait_for = self.watch_output(p)
-            try:
+            unprivileged = ("setpriv", "--bounding-set=-all", "--inh-caps=-all")
+            with self.watched(["--media", media], wrapper=unprivileged) as (p, lines, wait_for):
                 wait_for("scan of %s done" % media)
                 # A read-only copy put in its place (a file restored from a
                 # backup, say). The connection the server has open keeps
@@ -572,10 +573,6 @@ class DaemonCommandLine(unittest.TestCase):
                 self.assertEqual(len(self.registered()), 4)
                 self.assertEqual(sum("[DirectoryScanner]" in l and "written again" not in l
                                      for l in lines), 1, lines)
-            finally:
-                p.send_signal(signal.SIGTERM)
-                p.wait(timeout=20)
-            self.assertEqual(p.returncode, 0, lines)
 
     def test_a_full_disk_stops_registration_not_serving(self):
         with tempfile.TemporaryDirectory() as media:
@@ -585,11 +582,9 @@ class DaemonCommandLine(unittest.TestCase):
             state = self.state.name
             # The state folder on a small file system of the daemon's own
             # mount namespace, seen from here through /proc.
-            p = self.start(["--media", media], stderr=subprocess.STDOUT, wrapper=(
-                "unshare", "-m", "--propagation", "private", "sh", "-c",
-                'mount -t tmpfs -o size=1m dms-full "$0" && exec "$@"', state))
-            lines, wait_for = self.watch_output(p)
-            try:
+            small_disk = ("unshare", "-m", "--propagation", "private", "sh", "-c",
+                          'mount -t tmpfs -o size=1m dms-full "$0" && exec "$@"', state)
+            with self.watched(["--media", media], wrapper=small_disk) as (p, lines, wait_for):
                 wait_for("scan of %s done" % media)
                 seen = "/proc/%d/root%s" % (p.pid, state)
                 self.assertEqual(len(self.registered(seen)), 2)
@@ -631,10 +626,6 @@ class DaemonCommandLine(unittest.TestCase):
                 wait_for("is written again")
                 wait_for("scan of %s done" % media, 2)
                 self.assertEqual(len(self.registered(seen)), 22)
-            finally:
-                p.send_signal(signal.SIGTERM)
-                p.wait(timeout=20)
-            self.assertEqual(p.returncode, 0, lines)
 
     def test_links_to_files_outside_the_media_folder_are_served_only_when_asked(self):
         with tempfile.TemporaryDirectory() as top:

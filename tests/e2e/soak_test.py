@@ -22,7 +22,7 @@ import unittest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import netns  # noqa: E402
-from e2e_common import Daemon, NetworkTest, UPNP_PORT, HTTP_PORT  # noqa: E402
+from e2e_common import LibraryTest, UPNP_PORT, HTTP_PORT  # noqa: E402
 import e2e_common  # noqa: E402
 
 LOAD = os.path.join(os.path.dirname(os.path.abspath(__file__)), "soak_load.py")
@@ -56,30 +56,28 @@ def settled(values):
     return after[:half], after[half:]
 
 
-class Soak(NetworkTest):
+class Soak(LibraryTest):
     @classmethod
-    def setUpClass(cls):
-        super().setUpClass()
-        cls.media = tempfile.mkdtemp(prefix="dms-soak-media-", dir=cls.state)
-        os.chmod(cls.state, 0o755)
+    def media_dir(cls):
+        """A few photos, songs and videos of the shared samples."""
+        cls.media = tempfile.mkdtemp(prefix="dms-soak-media-")
         os.chmod(cls.media, 0o755)
         for kind, names in (("photos", 6), ("music", 4), ("video", 2)):
             folder = os.path.join(e2e_common.MEDIA, kind)
             for name in sorted(os.listdir(folder))[:names]:
                 shutil.copy(os.path.join(folder, name), cls.media)
-        cls.state_dir = tempfile.mkdtemp(prefix="dms-soak-state-", dir=cls.state)
-        cls.daemon = Daemon(cls.net, cls.state_dir, "--port", str(HTTP_PORT), "--live-view",
-                            "test", media=cls.media)
-        deadline = time.time() + 60
-        while time.time() < deadline and not any("scan of" in l for l in cls.daemon.lines):
-            time.sleep(0.2)
+        return cls.media
+
+    @classmethod
+    def daemon_args(cls):
+        return ["--live-view", "test"]
 
     @classmethod
     def tearDownClass(cls):
-        status = cls.daemon.stop()
-        super().tearDownClass()
-        if status != 0:
-            raise AssertionError("dmsd exited with %d" % status)
+        try:
+            super().tearDownClass()
+        finally:
+            shutil.rmtree(cls.media, ignore_errors=True)
 
     def test_resources_stay_flat_under_mixed_load(self):
         pid = self.daemon.proc.pid

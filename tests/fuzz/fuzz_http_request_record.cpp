@@ -8,7 +8,6 @@
 
 #include <atomic>
 #include <cctype>
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -87,25 +86,6 @@ RequestHead readHead(std::string_view input) {
   return head;
 }
 
-// As the HTTP server reads them (http_server.cpp).
-eHTTPMessageType methodOf(const std::string& method) {
-  static const std::pair<const char*, eHTTPMessageType> kMethods[] = {
-      {"GET", NUV_HTTP_GET},   {"HEAD", NUV_HTTP_HEAD},     {"PUT", NUV_HTTP_PUT},
-      {"POST", NUV_HTTP_POST}, {"DELETE", NUV_HTTP_DELETE}, {"OPTIONS", NUV_HTTP_OPTIONS}};
-  for (const auto& m : kMethods)
-    if (method == m.first) return m.second;
-  return NUV_HTTP_METHOD_OTHER;
-}
-
-long long contentLengthOf(const char* text) {
-  if (text == nullptr || *text < '0' || *text > '9') return -1;
-  errno = 0;
-  char* end = nullptr;
-  const long long value = strtoll(text, &end, 10);
-  if (errno != 0 || *end != '\0') return -1;
-  return value;
-}
-
 // The value of the first header named `name` (ignoring case), or null.
 const std::string* firstValue(const std::vector<std::pair<std::string, std::string>>& headers,
                               const std::string& name) {
@@ -160,14 +140,15 @@ void checkRecord(const NUVHTTPRequestHeaderInfo& info, const RequestHead& head,
     expectContinue = expectContinue || (strcasecmp(h.first.c_str(), "Expect") == 0 &&
                                         strcasecmp(h.second.c_str(), "100-continue") == 0);
   }
-  check(info.method == methodOf(head.method));
+  check(info.method == dmsstack::methodFromName(head.method.c_str()));
   check(info.methodName != nullptr && head.method == info.methodName);
   check(info.target != nullptr && head.target == info.target);
   check(info.clientAddress != nullptr && head.address == info.clientAddress);
   check(info.version == version);
   check(info.notHttp10 == (version == NUV_HTTP_VERSION_1_0 ? 0 : 1));
   check(info.hostPresent == (firstValue(head.headers, "Host") != nullptr ? 1 : 0));
-  check(info.contentLength == contentLengthOf(length != nullptr ? length->c_str() : nullptr));
+  check(info.contentLength ==
+        dmsstack::contentLengthFromText(length != nullptr ? length->c_str() : nullptr));
   check(info.expectContinue == (expectContinue ? 1 : 0));
   checkHeaders(info.additionalHeaders, passed);
 }
@@ -201,10 +182,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   const std::string* length = firstValue(head.headers, "Content-Length");
   stNUVAppList* request = NUVHTTPCreateRequestHeaderList(
-      methodOf(head.method), head.method.c_str(), head.target.c_str(),
+      dmsstack::methodFromName(head.method.c_str()), head.method.c_str(), head.target.c_str(),
       head.version == "HTTP/1.0" ? NUV_HTTP_VERSION_1_0 : NUV_HTTP_VERSION_1_1,
       firstValue(head.headers, "Host") != nullptr, head.address.c_str(),
-      contentLengthOf(length != nullptr ? length->c_str() : nullptr), headers);
+      dmsstack::contentLengthFromText(length != nullptr ? length->c_str() : nullptr), headers);
   check(request != nullptr);
   // The list given is copied, not taken; a plain header list is no record.
   check(NUVHTTPValidateHeaderInfo(headers) != 0 && NUVHTTPValidateHeaderInfo(nullptr) != 0);
