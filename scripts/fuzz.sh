@@ -43,8 +43,10 @@ for target in $targets; do
     status=0
     "$binary" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
         -print_final_stats=1 "$work" >"$work.log" 2>&1 || status=$?
-    grep -E "^#[0-9]+ +DONE|^stat::number_of_executed_units|^stat::peak_rss_mb" "$work.log" || true
-    tail -n 12 "$work.log"
+    # The coverage reached (the last status line) and libFuzzer's summary.
+    grep -E "cov: [0-9]+" "$work.log" | tail -n 1 || true
+    grep -E "^stat::" "$work.log" || true
+    tail -n 4 "$work.log"
     if [ "$status" -ne 0 ]; then
         echo "fuzz: $target FAILED (exit $status)"
         failed=1
