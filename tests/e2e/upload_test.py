@@ -234,9 +234,11 @@ class Uploads(LibraryTest):
         self.assertEqual(len(self.rows("select id from ObjectTable where id = ?", content_id)), 1)
         time.sleep(30)
         self.assertEqual(len(self.rows("select id from ObjectTable where id = ?", content_id)), 1)
+        # The object row goes first, the media row a statement later.
         deadline = time.time() + 20
-        while time.time() < deadline and self.rows(
-                "select id from ObjectTable where id = ?", content_id):
+        while time.time() < deadline and (
+                self.rows("select id from ObjectTable where id = ?", content_id)
+                or self.rows("select id from AudioTable where id = ?", content_id)):
             time.sleep(0.5)
         self.assertEqual(self.rows("select count(*) from ObjectTable where id = ?", content_id),
                          [(0,)])
