@@ -17,6 +17,7 @@ ConnectionReaper::ConnectionReaper(SoupServer* server, GMainContext* context,
   handlers_[0] = g_signal_connect(server, "request-started", G_CALLBACK(onStarted), this);
   handlers_[1] = g_signal_connect(server, "request-finished", G_CALLBACK(onEnded), this);
   handlers_[2] = g_signal_connect(server, "request-aborted", G_CALLBACK(onEnded), this);
+  handlers_[3] = g_signal_connect(server, "request-read", G_CALLBACK(onRead), nullptr);
   timer_ = g_timeout_source_new_seconds(kSweepIntervalSeconds);
   g_source_set_callback(
       timer_,
@@ -40,6 +41,16 @@ void ConnectionReaper::onStarted(SoupServer*, SoupServerMessage* msg, gpointer s
   auto* reaper = static_cast<ConnectionReaper*>(self);
   GSocket* socket = soup_server_message_get_socket(msg);
   if (socket != nullptr && reaper->sockets_.insert(socket).second) g_object_ref(socket);
+}
+
+void ConnectionReaper::onRead(SoupServer*, SoupServerMessage* msg, gpointer) {
+  // Only the control URL keeps its connections (POST, action after action).
+  // Every other request's connection ends with its answer and is freed by
+  // libsoup itself; one whose client closes it later, while idle, libsoup
+  // never frees, and the sweep below only gets its descriptor back.
+  if (soup_server_message_get_method(msg) != SOUP_METHOD_POST)
+    soup_message_headers_replace(soup_server_message_get_response_headers(msg), "Connection",
+                                 "close");
 }
 
 void ConnectionReaper::onEnded(SoupServer*, SoupServerMessage* msg, gpointer self) {

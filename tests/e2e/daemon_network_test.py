@@ -226,6 +226,18 @@ class DeviceOnTheNetwork(NetworkTest):
         if not os.environ.get("DMS_E2E_SANITIZER"):
             self.assertLess(resident[-1] - resident[0], 4096, resident)
 
+    def test_only_the_control_url_keeps_connections_open(self):
+        script = CONNECTIONS % (self.net.server_ip, e2e_common.UPNP_PORT, CDS_EVENT, CDS_CONTROL,
+                                envelope("GetSystemUpdateID", CDS, ()), self.net.client_ip)
+        r = self.net.client([sys.executable, "-c", script], timeout=60)
+        self.assertEqual(r.returncode, 0, r.stdout + r.stderr)
+        # Each line: request, its status, its Connection header, and whether
+        # the daemon closed the connection after answering.
+        self.assertEqual(r.stdout.split("\n")[:4], [
+            "GET /DeviceDescription.xml 200 close closed",
+            "SUBSCRIBE %s 200 close closed" % CDS_EVENT,
+            "UNSUBSCRIBE %s 200 close closed" % CDS_EVENT,
+            "POST %s 200 - open" % CDS_CONTROL], r.stdout)
 
 class Lifecycle(NetworkTest):
     def test_udn_survives_restart_and_stop_sends_byebye(self):
@@ -619,6 +631,67 @@ def call(i):
 with concurrent.futures.ThreadPoolExecutor(16) as pool:
     ok = sum(pool.map(call, range(400)))
 print("answered %%d of 400" %% ok)
+'''
+
+CONNECTIONS = r'''
+import socket, sys
+host, port, event, control, body, me = %r, %d, %r, %r, %r, %r
+
+
+def exchange(request):
+    # One request on a connection of its own; the status, the Connection
+    # header, the SID, and whether the daemon closes the connection after.
+    s = socket.create_connection((host, port), timeout=10)
+    s.sendall(request.encode())
+    data = b""
+    while b"\r\n\r\n" not in data:
+        data += s.recv(65536)
+    head, rest = data.split(b"\r\n\r\n", 1)
+    lines = head.decode("latin-1").split("\r\n")
+    headers = dict((k.strip().lower(), v.strip()) for k, v in
+                   (l.split(":", 1) for l in lines[1:] if ":" in l))
+    length = int(headers.get("content-length", "0"))
+    while len(rest) < length:
+        rest += s.recv(65536)
+    s.settimeout(2)
+    try:
+        closed = s.recv(1) == b""
+    except socket.timeout:
+        closed = False
+    s.close()
+    return lines[0].split()[1], headers.get("connection", "-"), headers.get("sid", ""), closed
+
+
+def request(method, path, headers=(), body=""):
+    text = "%%s %%s HTTP/1.1\r\nHost: %%s:%%d\r\n" %% (method, path, host, port)
+    text += "".join("%%s: %%s\r\n" %% h for h in headers)
+    if body:
+        text += "Content-Length: %%d\r\n" %% len(body.encode())
+    return text + "\r\n" + body
+
+
+def subscribe():
+    return exchange(request("SUBSCRIBE", event, (("CALLBACK", "<http://%%s:9/>" %% me),
+                                                 ("NT", "upnp:event"), ("TIMEOUT", "Second-300"))))
+
+
+def unsubscribe(sid):
+    return exchange(request("UNSUBSCRIBE", event, (("SID", sid),)))
+
+
+def line(method, path, answer):
+    print("%%s %%s %%s %%s %%s" %% (method, path, answer[0], answer[1],
+                                 "closed" if answer[3] else "open"))
+
+
+line("GET", "/DeviceDescription.xml", exchange(request("GET", "/DeviceDescription.xml")))
+answer = subscribe()
+line("SUBSCRIBE", event, answer)
+line("UNSUBSCRIBE", event, unsubscribe(answer[2]))
+line("POST", control, exchange(request("POST", control, (
+    ("Content-Type", 'text/xml; charset="utf-8"'),
+    ("SOAPACTION", '"urn:schemas-upnp-org:service:ContentDirectory:1#GetSystemUpdateID"')),
+    body)))
 '''
 
 

@@ -200,11 +200,17 @@ class LibraryTest(NetworkTest):
         return []
 
     @classmethod
+    def daemon_wrapper(cls):
+        """A command that runs dmsd (a profiler, for instance); none by default."""
+        return ()
+
+    @classmethod
     def setUpClass(cls):
         super().setUpClass()
         cls.state_dir = tempfile.mkdtemp(prefix="dms-lib-", dir=cls.state)
         cls.daemon = Daemon(cls.net, cls.state_dir, "--port", str(HTTP_PORT),
-                            *cls.daemon_args(), media=cls.media_dir())
+                            *cls.daemon_args(), media=cls.media_dir(),
+                            wrapper=cls.daemon_wrapper())
         cls.results = []
         try:
             cls._wait_for_scan()

@@ -347,6 +347,10 @@ def serve(tally, photo):
     return server
 
 
+# The kinds of load, each a set of client threads.
+LOADS = ("browse", "download", "upload", "import", "subscribe", "live")
+
+
 def main():
     p = argparse.ArgumentParser()
     p.add_argument("--server", required=True)
@@ -355,7 +359,14 @@ def main():
     p.add_argument("--me", required=True, help="this namespace's address, for callbacks")
     p.add_argument("--photo", required=True)
     p.add_argument("--seconds", type=float, required=True)
+    p.add_argument("--only", default=",".join(LOADS),
+                   help="the loads to run, comma-separated (default: all of %s)"
+                   % ", ".join(LOADS))
     args = p.parse_args()
+    only = args.only.split(",")
+    unknown = set(only) - set(LOADS)
+    if unknown:
+        p.error("unknown load: %s" % ", ".join(sorted(unknown)))
     with open(args.photo, "rb") as f:
         photo = f.read()
     tally = Tally()
@@ -363,16 +374,16 @@ def main():
     base = "http://%s:%d" % (args.me, server.server_address[1])
     tree = walk(Control(args.server, args.upnp_port))
     deadline = time.time() + args.seconds
-    workers = [threading.Thread(target=browser, args=(args, tally, tree, deadline))
-               for _ in range(8)]
-    workers += [threading.Thread(target=downloader, args=(args, tally, tree, deadline))
-                for _ in range(2)]
-    workers += [threading.Thread(target=uploader, args=(args, tally, photo, deadline)),
-                threading.Thread(target=importer, args=(args, tally, base + "/photo.jpg",
-                                                        deadline)),
-                threading.Thread(target=subscriber, args=(args, tally, base + "/event",
-                                                          deadline)),
-                threading.Thread(target=viewer, args=(args, tally, deadline))]
+    plans = {
+        "browse": [(browser, (args, tally, tree, deadline))] * 8,
+        "download": [(downloader, (args, tally, tree, deadline))] * 2,
+        "upload": [(uploader, (args, tally, photo, deadline))],
+        "import": [(importer, (args, tally, base + "/photo.jpg", deadline))],
+        "subscribe": [(subscriber, (args, tally, base + "/event", deadline))],
+        "live": [(viewer, (args, tally, deadline))],
+    }
+    workers = [threading.Thread(target=target, args=targs)
+               for name in only for target, targs in plans[name]]
     for w in workers:
         w.start()
     for w in workers:
