@@ -5,7 +5,13 @@
  * "MANUFACTURER-URL", "BASICVIEW-CONTAINERS", "SUBSTITUTE-PICTURE-DIR",
  * "THUMBNAIL-CACHE-DIR", "MAX-UPLOAD-SIZE" (bytes; 0 or absent: no limit).
  *
- * Thread safety: every function may be called from any thread. */
+ * Thread safety: every function may be called from any thread.
+ *
+ * Linking: libdmsstack defines these functions. libdms, libdmscamera and
+ * libdmsscanner call them without linking libdmsstack, on purpose: the
+ * executable links the stack they run on (dmsd the real one, the unit tests
+ * the fakes of tests/fakes, which keep the network out of them). A program
+ * that loads those libraries must therefore link or load a stack first. */
 #ifndef NUV_CONFIG_H
 #define NUV_CONFIG_H
 

@@ -10,7 +10,13 @@
  * copies the caller releases with DMSAppMemFree (free).
  *
  * Threads: callbacks arrive on the stack's own threads; every function here
- * may be called from any thread. */
+ * may be called from any thread.
+ *
+ * Linking: libdmsstack defines these functions. libdms, libdmscamera and
+ * libdmsscanner call them without linking libdmsstack, on purpose: the
+ * executable links the stack they run on (dmsd the real one, the unit tests
+ * the fakes of tests/fakes, which keep the network out of them). A program
+ * that loads those libraries must therefore link or load a stack first. */
 #ifndef NUV_DMS_H
 #define NUV_DMS_H
 

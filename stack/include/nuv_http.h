@@ -30,7 +30,13 @@
  * A handler that has released the request's header list answers during
  * callback 5 or, for a request with a body, during the last callback 0: if
  * no response has come by then, the connection is closed unanswered. One
- * that keeps the list may answer later from any thread (within 30 s). */
+ * that keeps the list may answer later from any thread (within 30 s).
+ *
+ * Linking: libdmsstack defines these functions. libdms, libdmscamera and
+ * libdmsscanner call them without linking libdmsstack, on purpose: the
+ * executable links the stack they run on (dmsd the real one, the unit tests
+ * the fakes of tests/fakes, which keep the network out of them). A program
+ * that loads those libraries must therefore link or load a stack first. */
 #ifndef NUV_HTTP_H
 #define NUV_HTTP_H
 

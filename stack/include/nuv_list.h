@@ -6,7 +6,13 @@
  *   for (void* d = NUVListGetCurrentItemData(l); d != NULL;
  *        d = NUVListGetNextItem(l) != NULL ? NUVListGetCurrentItemData(l) : NULL) { ... }
  *
- * Thread safety: none; a list belongs to one thread at a time. */
+ * Thread safety: none; a list belongs to one thread at a time.
+ *
+ * Linking: libdmsstack defines these functions. libdms, libdmscamera and
+ * libdmsscanner call them without linking libdmsstack, on purpose: the
+ * executable links the stack they run on (dmsd the real one, the unit tests
+ * the fakes of tests/fakes, which keep the network out of them). A program
+ * that loads those libraries must therefore link or load a stack first. */
 #ifndef NUV_LIST_H
 #define NUV_LIST_H
 

@@ -5,7 +5,13 @@
  * SOAP bodies). The default mask is 1|2, so dumps stay off unless asked for.
  *
  * Thread safety: every function may be called from any thread; one message
- * is written as one line and never interleaves with another. */
+ * is written as one line and never interleaves with another.
+ *
+ * Linking: libdmsstack defines these functions. libdms, libdmscamera and
+ * libdmsscanner call them without linking libdmsstack, on purpose: the
+ * executable links the stack they run on (dmsd the real one, the unit tests
+ * the fakes of tests/fakes, which keep the network out of them). A program
+ * that loads those libraries must therefore link or load a stack first. */
 #ifndef NUV_LOG_H
 #define NUV_LOG_H
 

@@ -12,7 +12,7 @@ target_compile_definitions(transfer_upload_test
 # The transfer server on the stack's real HTTP profiles, with curl on
 # 127.0.0.1: libdms, libdmsstack and libdmscamera, no fakes.
 add_executable(stack_http_transfer_test unit/stack_http_transfer_test.cpp unit/log_capture.cpp)
-target_link_libraries(stack_http_transfer_test PRIVATE dms dmsstack dmscamera GTest::gtest
+target_link_libraries(stack_http_transfer_test PRIVATE dms dms_internal dmsstack dmscamera GTest::gtest
                                                        GTest::gtest_main)
 target_include_directories(stack_http_transfer_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/unit
                                                             ${CMAKE_CURRENT_SOURCE_DIR}/fakes)
