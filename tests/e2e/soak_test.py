@@ -151,6 +151,10 @@ class Soak(LibraryTest):
 
         self.assertGreaterEqual(len(samples), 6, samples)
         for column, name in ((1, "RSS KiB"), (2, "descriptors"), (3, "threads")):
+            if column == 1 and os.environ.get("DMS_E2E_SANITIZER"):
+                # A sanitizer's allocator holds freed memory back on purpose;
+                # its leak check at exit stands in for the bound there.
+                continue
             early, late = settled([s[column] for s in samples])
             if column == 1:
                 allowance = max(RSS_ALLOWANCE_KIB, max(early) * RSS_ALLOWANCE_SHARE)
