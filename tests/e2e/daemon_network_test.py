@@ -239,6 +239,7 @@ class DeviceOnTheNetwork(NetworkTest):
             "UNSUBSCRIBE %s 200 close closed" % CDS_EVENT,
             "POST %s 200 - open" % CDS_CONTROL], r.stdout)
 
+
 class Lifecycle(NetworkTest):
     def test_udn_survives_restart_and_stop_sends_byebye(self):
         state = tempfile.mkdtemp(prefix="dms-e2e-", dir=self.state)
@@ -634,7 +635,7 @@ print("answered %%d of 400" %% ok)
 '''
 
 CONNECTIONS = r'''
-import socket, sys
+import socket
 host, port, event, control, body, me = %r, %d, %r, %r, %r, %r
 
 
