@@ -13,8 +13,11 @@ version=$(dpkg-parsechangelog -l "$root/debian/changelog" -S Version)
 src="$out/src/dms-$version"
 rm -rf "$out"
 mkdir -p "$src"
-# The files git knows of (committed or not), without build trees.
-(cd "$root" && git ls-files -z --cached --others --exclude-standard | xargs -0 tar cf -) |
+# The files git knows of (committed or not), without build trees. One tar
+# reads the whole list: xargs would split it into several archives once the
+# list is long, and the reader stops at the first one's end.
+(cd "$root" && git ls-files -z --cached --others --exclude-standard |
+    tar cf - --null --no-recursion -T -) |
     (cd "$src" && tar xf -)
 echo "package: building dms $version in $src (log in $out/build.log)"
 if ! (cd "$src" && DEB_BUILD_OPTIONS="parallel=$(nproc) ${DEB_BUILD_OPTIONS:-}" \
