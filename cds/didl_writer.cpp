@@ -13,6 +13,7 @@
 #include "dms_list.h"
 #include "dms_server.h"
 #include "dms_string.h"
+#include "media_db_schema.h"
 #include "nuv_dms.h"
 #include "nuv_log.h"
 #include "temporary_contents_manager.h"
@@ -54,11 +55,11 @@ std::string& objectText() {
 
 int itemClassEntry(int contentType) {
   switch (contentType) {
-    case 1:
+    case media_db::kImageKind:
       return CDSHelper::kClassPhoto;
-    case 2:
+    case media_db::kAudioKind:
       return CDSHelper::kClassMusicTrack;
-    case 3:
+    case media_db::kVideoKind:
       return CDSHelper::kClassMovie;
     default:
       return CDSHelper::kClassItem;
@@ -160,17 +161,17 @@ int UPnPCDSUtils::writeResSet(ContentsEnumeratorArgument* record, ContentsResGen
                                       ? "[UPnPCDSUtil] Video Thumbnail Res Generation FAIL!!!\n"
                                       : "[UPnPCDSUtil] Video Thumbnail Res Generation FAIL!!!";
   switch (record->GetContentType()) {
-    case 2:
+    case media_db::kAudioKind:
       if (record->GetAlbumArtIncludeFlag() &&
           addRes(out, generator, &G::BuildAlbumArtRes, "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n",
                  importURI) != 0)
         return 1;
       return addRes(out, generator, &G::BuildMP3Res, "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n",
                     importURI);
-    case 3:
+    case media_db::kVideoKind:
       if (addRes(out, generator, &G::BuildVideoRes, videoFailure, importURI) != 0) return 1;
       return addRes(out, generator, &G::BuildVideoThumbRes, videoThumbFailure, importURI);
-    case 1:
+    case media_db::kImageKind:
       if (addRes(out, generator, &G::BuildJPEGRes, "[UPnPCDSUtil] JPEG Res Generation FAIL!!!",
                  importURI) != 0)
         return 1;

@@ -183,9 +183,7 @@ bool MultiMediaDbConnector::IsConnected() const {
 }
 
 void MultiMediaDbConnector::CreateTables() {
-  const MediaTableId order[] = {MediaTableId::kObject, MediaTableId::kContainer,
-                                MediaTableId::kAudio, MediaTableId::kVideo, MediaTableId::kImage};
-  for (MediaTableId table : order) {
+  for (MediaTableId table : kMediaTablesInCreationOrder) {
     MediaTableDescription d = mediaTableDescription(table);
     DMSAppMemText sql(MTGetCreatTblSqlStmt(d.name, d.columnCount, d.columns));
     ExecSqlStatmentNoValueReturn(sql.get());

@@ -12,6 +12,7 @@
 #include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_string.h"
+#include "media_db_schema.h"
 #include "multimedia_db_connector.h"
 #include "nuv_config.h"
 #include "nuv_log.h"
@@ -26,9 +27,9 @@ constexpr const char* kDefaultSubstituteDir = "/mnt/mmc/config/DMS/xml";
 constexpr const char* kNoThumbPicture = "NoThumb.JPG";
 constexpr const char* kNoSupportPicture = "NoSupport.JPG";
 
-constexpr const char* kVideoThumbWord = "/nuvthumbvideo";
-constexpr const char* kScreennailWord = "/nuvscreen";
-constexpr const char* kThumbnailWord = "/nuvthumb";
+constexpr const char* kVideoThumbWord = MEDIA_DB_VIDEO_THUMBNAIL_URI;
+constexpr const char* kScreennailWord = MEDIA_DB_SCREENNAIL_URI;
+constexpr const char* kThumbnailWord = MEDIA_DB_THUMBNAIL_URI;
 
 std::atomic<MultiMediaDbConnector::MovieThumbnailSource> gMovieThumbnailSource{nullptr};
 // Renders a thumbnail of a photo that carries none (the camera platform).

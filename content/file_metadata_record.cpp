@@ -7,6 +7,7 @@
 #include "contents_enumerator_argument.h"
 #include "directory_scanner.h"
 #include "dms_media_registration.h"
+#include "media_db_schema.h"
 #include "text_util.h"
 
 namespace {
@@ -41,7 +42,7 @@ void fill(const ScannedMedia& m, ContentsEnumeratorArgument* r) {
   r->SetFilePath(text_util::newText(slash == std::string::npos ? m.path : m.path.substr(0, slash)));
   r->SetFileName(text_util::newText(slash == std::string::npos ? "" : m.path.substr(slash + 1)));
   r->SetFileExtension(textOrNull(m.extension));
-  if (m.kind != 2) {
+  if (m.kind != media_db::kAudioKind) {
     r->SetWidth(m.width);
     r->SetHeight(m.height);
     char resolution[32];
@@ -58,13 +59,13 @@ void fill(const ScannedMedia& m, ContentsEnumeratorArgument* r) {
     r->SetScreennailWidth(m.screennailWidth);
     r->SetScreennailHeight(m.screennailHeight);
   }
-  if (m.kind != 1) {
+  if (m.kind != media_db::kImageKind) {
     r->SetAudioChannelsNumber(m.channels);
     if (m.bitrate > 0) r->SetAudioBitrate(number(m.bitrate));
     if (m.sampleRate > 0) r->SetAudioSampleFrequency(number(m.sampleRate));
     r->SetAlbumArtIncludeFlag(m.albumArtLength > 0);
   }
-  if (m.kind == 3) {
+  if (m.kind == media_db::kVideoKind) {
     r->SetVideoFrameRate(m.frameRate);
     r->SetVideoBitrate(static_cast<float>(m.videoBitrate));
     r->SetVideoLevel(static_cast<float>(m.videoLevel));

@@ -1,5 +1,6 @@
 #include "listing_queries.h"
 
+#include "media_db_schema.h"
 #include "sql_text.h"
 
 namespace {
@@ -14,28 +15,31 @@ struct KindTexts {
 // descending, so the marks and the page from a mark name that order in
 // full. Audio is listed in table (rowid) order.
 const KindTexts kKinds[] = {
-    {"ImageTable",
-     {"select * from ImageTable where Share = :share ORDER BY SortIndex DESC "
+    {MEDIA_DB_IMAGE_TABLE,
+     {"select * from " MEDIA_DB_IMAGE_TABLE " where Share = :share ORDER BY SortIndex DESC "
       "limit :start,:count",
-      "select * from ImageTable where Share = :share and (SortIndex, rowid) <= (:key, :row) "
+      "select * from " MEDIA_DB_IMAGE_TABLE
+      " where Share = :share and (SortIndex, rowid) <= (:key, :row) "
       "ORDER BY SortIndex DESC, rowid DESC limit :start,:count",
-      "select count(*) from ImageTable where Share = :share",
-      "select * from ImageTable where Share = :share and id = :id",
-      "select SortIndex, rowid from ImageTable where Share = :share "
+      "select count(*) from " MEDIA_DB_IMAGE_TABLE " where Share = :share",
+      "select * from " MEDIA_DB_IMAGE_TABLE " where Share = :share and id = :id",
+      "select SortIndex, rowid from " MEDIA_DB_IMAGE_TABLE " where Share = :share "
       "ORDER BY SortIndex DESC, rowid DESC"}},
-    {"AudioTable",
-     {"select * from AudioTable limit :start,:count",
-      "select * from AudioTable where rowid >= :row limit :start,:count",
-      "select count(*) from AudioTable", "select * from AudioTable where :share and id = :id",
-      "select NULL, rowid from AudioTable ORDER BY rowid"}},
-    {"VideoTable",
-     {"select * from VideoTable where Share = :share ORDER BY SortIndex DESC "
+    {MEDIA_DB_AUDIO_TABLE,
+     {"select * from " MEDIA_DB_AUDIO_TABLE " limit :start,:count",
+      "select * from " MEDIA_DB_AUDIO_TABLE " where rowid >= :row limit :start,:count",
+      "select count(*) from " MEDIA_DB_AUDIO_TABLE,
+      "select * from " MEDIA_DB_AUDIO_TABLE " where :share and id = :id",
+      "select NULL, rowid from " MEDIA_DB_AUDIO_TABLE " ORDER BY rowid"}},
+    {MEDIA_DB_VIDEO_TABLE,
+     {"select * from " MEDIA_DB_VIDEO_TABLE " where Share = :share ORDER BY SortIndex DESC "
       "limit :start,:count",
-      "select * from VideoTable where Share = :share and (SortIndex, rowid) <= (:key, :row) "
+      "select * from " MEDIA_DB_VIDEO_TABLE
+      " where Share = :share and (SortIndex, rowid) <= (:key, :row) "
       "ORDER BY SortIndex DESC, rowid DESC limit :start,:count",
-      "select count(*) from VideoTable where Share = :share",
-      "select * from VideoTable where Share = :share and id = :id",
-      "select SortIndex, rowid from VideoTable where Share = :share "
+      "select count(*) from " MEDIA_DB_VIDEO_TABLE " where Share = :share",
+      "select * from " MEDIA_DB_VIDEO_TABLE " where Share = :share and id = :id",
+      "select SortIndex, rowid from " MEDIA_DB_VIDEO_TABLE " where Share = :share "
       "ORDER BY SortIndex DESC, rowid DESC"}},
 };
 

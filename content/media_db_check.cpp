@@ -55,9 +55,7 @@ std::string unusableReason(const char* path) {
   SqliteStatement count(rawCount);
   if (sqlite3_step(rawCount) != SQLITE_ROW) return sqlite3_errmsg(db.get());
   if (sqlite3_column_int(rawCount, 0) == 0) return "";
-  const MediaTableId tables[] = {MediaTableId::kObject, MediaTableId::kContainer,
-                                 MediaTableId::kAudio, MediaTableId::kVideo, MediaTableId::kImage};
-  for (MediaTableId table : tables) {
+  for (MediaTableId table : kMediaTablesInCreationOrder) {
     MediaTableDescription d = mediaTableDescription(table);
     std::set<std::string> present = columnsOf(db.get(), d.name);
     if (present.empty()) return std::string("no table ") + d.name;

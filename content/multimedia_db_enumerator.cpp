@@ -13,6 +13,7 @@
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "dms_string.h"
+#include "media_db_schema.h"
 #include "media_registration.h"
 #include "multimedia_db_connector.h"
 #include "nuv_config.h"
@@ -23,9 +24,9 @@
 namespace {
 
 constexpr unsigned int kRootKind = 0;
-constexpr unsigned int kImageKind = 1;
-constexpr unsigned int kAudioKind = 2;
-constexpr unsigned int kVideoKind = 3;
+constexpr unsigned int kImageKind = media_db::kImageKind;
+constexpr unsigned int kAudioKind = media_db::kAudioKind;
+constexpr unsigned int kVideoKind = media_db::kVideoKind;
 constexpr unsigned int kNoListingKind = 4;
 
 struct ExtensionType {

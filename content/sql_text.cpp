@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "content_limits.h"
+#include "media_db_schema.h"
 
 namespace sql_text {
 
@@ -45,34 +46,41 @@ bool formatStatement(std::string* out, const char* format, ...) {
 
 bool acceptableUri(const char* uri) { return uri != nullptr && uri[0] == '/'; }
 
-const char kPageImages[] =
-    "select * from ImageTable where Share = %d ORDER BY SortIndex DESC limit %d,%d%c%c";
-const char kPageAudio[] = "select * from AudioTable limit %d,%d%c%c";
-const char kPageVideos[] =
-    "select * from VideoTable where Share = %d ORDER BY SortIndex DESC limit %d,%d%c%c";
-const char kCountImages[] = "select count(*) from ImageTable where Share = %d%c%c";
-const char kCountVideos[] = "select count(*) from VideoTable where Share = %d%c%c";
-const char kCountAudio[] = "select count(*) from AudioTable%c%c";
-const char kCacheImages[] = "select * from ImageTable where Share = 1 ORDER BY SortIndex DESC";
-const char kCacheVideos[] = "select * from VideoTable where Share = 1 ORDER BY SortIndex DESC";
-const char kIdOfObjectByPath[] = "select id from ObjectTable where FullPath = \"%s\"%c%c";
+const char kPageImages[] = "select * from " MEDIA_DB_IMAGE_TABLE
+                           " where Share = %d ORDER BY SortIndex DESC limit %d,%d%c%c";
+const char kPageAudio[] = "select * from " MEDIA_DB_AUDIO_TABLE " limit %d,%d%c%c";
+const char kPageVideos[] = "select * from " MEDIA_DB_VIDEO_TABLE
+                           " where Share = %d ORDER BY SortIndex DESC limit %d,%d%c%c";
+const char kCountImages[] = "select count(*) from " MEDIA_DB_IMAGE_TABLE " where Share = %d%c%c";
+const char kCountVideos[] = "select count(*) from " MEDIA_DB_VIDEO_TABLE " where Share = %d%c%c";
+const char kCountAudio[] = "select count(*) from " MEDIA_DB_AUDIO_TABLE "%c%c";
+const char kCacheImages[] =
+    "select * from " MEDIA_DB_IMAGE_TABLE " where Share = 1 ORDER BY SortIndex DESC";
+const char kCacheVideos[] =
+    "select * from " MEDIA_DB_VIDEO_TABLE " where Share = 1 ORDER BY SortIndex DESC";
+const char kIdOfObjectByPath[] =
+    "select id from " MEDIA_DB_OBJECT_TABLE " where FullPath = \"%s\"%c%c";
 const char kReserveObjectRow[] =
-    "insert into ObjectTable (\"class\",\"date\",\"parentID\",\"FullPath\",\"Valid\","
+    "insert into " MEDIA_DB_OBJECT_TABLE
+    " (\"class\",\"date\",\"parentID\",\"FullPath\",\"Valid\","
     "\"BackupID\",\"IsBackup\")\t\t\t\t\t values (%d ,\"%s\",\"%s\",\"%s\",%d,\"%s\",%d);%c%c";
 const char kReserveImageRow[] =
-    "insert into ImageTable  (\"id\",\"Title\",\"FullPath\",\"class\",\"date\",\"size\","
+    "insert into " MEDIA_DB_IMAGE_TABLE
+    "  (\"id\",\"Title\",\"FullPath\",\"class\",\"date\",\"size\","
     "\"MimeType\",\"DLNAProfile\",\"Height\",\"Width\",\"ThumbnailOffset\","
     "\"ThumbnailLength\",\"ThumbnailHeight\",\"ThumbnailWidth\",\"Description\",\"uri\","
     "\"Thumbnailuri\") values (\"%s\",\"%s\",\"%s\",\"%d\",\"%s\",\"%d\",\"%s\",\"%s\","
     "\"%d\",\"%d\",\"%d\",\"%d\",\"%d\",\"%d\",\"%s\",\"%s\",\"%s\");%c%c";
 const char kReserveAudioRow[] =
-    "insert into AudioTable  (\"id\",\"Title\",\"FullPath\",\"class\",\"date\",\"size\","
+    "insert into " MEDIA_DB_AUDIO_TABLE
+    "  (\"id\",\"Title\",\"FullPath\",\"class\",\"date\",\"size\","
     "\"MimeType\",\"DLNAProfile\",\"Duration\",\"AlbumTitle\",\"AlbumArtist\",\"Artist\","
     "\"Channel\",\"Bitrate\",\"Frequency\",\"AlbumArtOffset\",\"AlbumArtLength\",\"uri\") "
     "values (\"%s\",\"%s\",\"%s\",\"%d\",\"%s\",\"%d\",\"%s\",\"%s\",\"%s\",\"%s\",\"%s\","
     "\"%s\",\"%d\",\"%d\",\"%d\",\"%d\",\"%d\",\"%s\");%c%c";
 const char kReserveVideoRow[] =
-    "insert into VideoTable  (\"id\",\"Title\",\"FullPath\",\"class\",\"date\",\"size\","
+    "insert into " MEDIA_DB_VIDEO_TABLE
+    "  (\"id\",\"Title\",\"FullPath\",\"class\",\"date\",\"size\","
     "\"MimeType\",\"DLNAProfile\",\"Duration\",\"Height\",\"Width\",\"VideoFrameRate\","
     "\"VideoBitrate\",\"VideoLevel\",\"AlbumArtOffset\",\"AlbumArtLength\",\"AudioDuration\","
     "\"AudioAlbumTitle\",\"AudioAlbumArtist\",\"AudioArtist\",\"AudioChannel\","
@@ -81,19 +89,19 @@ const char kReserveVideoRow[] =
     "\"%d\",\"%s\",\"%d\",\"%s\",\"%s\",\"%s\",\"%d\",\"%d\",\"%d\",\"%d\",\"%d\",\"%d\","
     "\"%d\",\"%s\",\"%s\",\"%s\",\"%s\",\"%d\",\"%d\",\"%d\",\"%s\",\"%d\",\"%d\",\"%d\","
     "\"%d\",\"%s\");%c%c";
-const char kPathOfObject[] = "select FullPath from ObjectTable where id = \"%s\"%c%c";
-const char kClassOfObject[] = "select class from ObjectTable where id = \"%s\"%c%c";
-const char kDeleteObjectRow[] = "delete from ObjectTable where id = \"%s\"%c%c";
+const char kPathOfObject[] = "select FullPath from " MEDIA_DB_OBJECT_TABLE " where id = \"%s\"%c%c";
+const char kClassOfObject[] = "select class from " MEDIA_DB_OBJECT_TABLE " where id = \"%s\"%c%c";
+const char kDeleteObjectRow[] = "delete from " MEDIA_DB_OBJECT_TABLE " where id = \"%s\"%c%c";
 const char kImageThumbnail[] =
-    "select FullPath,ThumbnailOffset,ThumbnailLength,ThumbnailHeight,ThumbnailWidth from "
-    "ImageTable where Thumbnailuri = \"%s\"%c%c";
+    "select FullPath,ThumbnailOffset,ThumbnailLength,ThumbnailHeight,ThumbnailWidth "
+    "from " MEDIA_DB_IMAGE_TABLE " where Thumbnailuri = \"%s\"%c%c";
 // The height and width read are the thumbnail's, as they always were.
 const char kImageScreennail[] =
-    "select FullPath,ScreennailOffset,ScreennailLength,ThumbnailHeight,ThumbnailWidth from "
-    "ImageTable where Screennailuri = \"%s\"%c%c";
+    "select FullPath,ScreennailOffset,ScreennailLength,ThumbnailHeight,ThumbnailWidth "
+    "from " MEDIA_DB_IMAGE_TABLE " where Screennailuri = \"%s\"%c%c";
 const char kVideoThumbnail[] =
-    "select FullPath,ThumbnailOffset,ThumbnailLength,ThumbnailHeight,ThumbnailWidth from "
-    "VideoTable where Thumbnailuri = \"%s\"%c%c";
+    "select FullPath,ThumbnailOffset,ThumbnailLength,ThumbnailHeight,ThumbnailWidth "
+    "from " MEDIA_DB_VIDEO_TABLE " where Thumbnailuri = \"%s\"%c%c";
 
 namespace {
 
@@ -113,51 +121,51 @@ const char* byMode(unsigned int mode, const char* image, const char* audio, cons
 }  // namespace
 
 const char* mimeByPath(unsigned int mode) {
-  return byMode(mode, "select MimeType from ImageTable where FullPath = \"%s\"%c%c",
-                "select MimeType from AudioTable where FullPath = \"%s\"%c%c",
-                "select MimeType from VideoTable where FullPath = \"%s\"%c%c");
+  return byMode(mode, "select MimeType from " MEDIA_DB_IMAGE_TABLE " where FullPath = \"%s\"%c%c",
+                "select MimeType from " MEDIA_DB_AUDIO_TABLE " where FullPath = \"%s\"%c%c",
+                "select MimeType from " MEDIA_DB_VIDEO_TABLE " where FullPath = \"%s\"%c%c");
 }
 
 const char* idByPath(unsigned int mode) {
-  return byMode(mode, "select id from ImageTable where FullPath = \"%s\"%c%c",
-                "select id from AudioTable where FullPath = \"%s\"%c%c",
-                "select id from VideoTable where FullPath = \"%s\"%c%c");
+  return byMode(mode, "select id from " MEDIA_DB_IMAGE_TABLE " where FullPath = \"%s\"%c%c",
+                "select id from " MEDIA_DB_AUDIO_TABLE " where FullPath = \"%s\"%c%c",
+                "select id from " MEDIA_DB_VIDEO_TABLE " where FullPath = \"%s\"%c%c");
 }
 
 const char* objectById(unsigned int mode) {
-  return byMode(mode, "select * from ImageTable where id = \"%s\"%c%c",
-                "select * from AudioTable where id = \"%s\"%c%c",
-                "select * from VideoTable where id = \"%s\"%c%c");
+  return byMode(mode, "select * from " MEDIA_DB_IMAGE_TABLE " where id = \"%s\"%c%c",
+                "select * from " MEDIA_DB_AUDIO_TABLE " where id = \"%s\"%c%c",
+                "select * from " MEDIA_DB_VIDEO_TABLE " where id = \"%s\"%c%c");
 }
 
 const char* listedObjectById(unsigned int mode) {
-  return byMode(mode, "select * from ImageTable where Share = %d and id = \"%s\"%c%c",
-                "select * from AudioTable where %d and id = \"%s\"%c%c",
-                "select * from VideoTable where Share = %d and id = \"%s\"%c%c");
+  return byMode(mode, "select * from " MEDIA_DB_IMAGE_TABLE " where Share = %d and id = \"%s\"%c%c",
+                "select * from " MEDIA_DB_AUDIO_TABLE " where %d and id = \"%s\"%c%c",
+                "select * from " MEDIA_DB_VIDEO_TABLE " where Share = %d and id = \"%s\"%c%c");
 }
 
 const char* deleteMediaRow(unsigned int mode) {
-  return byMode(mode, "delete from ImageTable where id = \"%s\"%c%c",
-                "delete from AudioTable where id = \"%s\"%c%c",
-                "delete from VideoTable where id = \"%s\"%c%c");
+  return byMode(mode, "delete from " MEDIA_DB_IMAGE_TABLE " where id = \"%s\"%c%c",
+                "delete from " MEDIA_DB_AUDIO_TABLE " where id = \"%s\"%c%c",
+                "delete from " MEDIA_DB_VIDEO_TABLE " where id = \"%s\"%c%c");
 }
 
 const char* pathByUri(unsigned int mode) {
-  return byMode(mode, "select FullPath from ImageTable where uri = \"%s\"%c%c",
-                "select FullPath from AudioTable where uri = \"%s\"%c%c",
-                "select FullPath from VideoTable where uri = \"%s\"%c%c");
+  return byMode(mode, "select FullPath from " MEDIA_DB_IMAGE_TABLE " where uri = \"%s\"%c%c",
+                "select FullPath from " MEDIA_DB_AUDIO_TABLE " where uri = \"%s\"%c%c",
+                "select FullPath from " MEDIA_DB_VIDEO_TABLE " where uri = \"%s\"%c%c");
 }
 
 const char* mimeByUri(unsigned int mode) {
-  return byMode(mode, "select MimeType from ImageTable where uri = \"%s\"%c%c",
-                "select MimeType from AudioTable where uri = \"%s\"%c%c",
-                "select MimeType from VideoTable where uri = \"%s\"%c%c");
+  return byMode(mode, "select MimeType from " MEDIA_DB_IMAGE_TABLE " where uri = \"%s\"%c%c",
+                "select MimeType from " MEDIA_DB_AUDIO_TABLE " where uri = \"%s\"%c%c",
+                "select MimeType from " MEDIA_DB_VIDEO_TABLE " where uri = \"%s\"%c%c");
 }
 
 const char* profileByUri(unsigned int mode) {
-  return byMode(mode, "select DLNAProfile from ImageTable where uri = \"%s\"%c%c",
-                "select DLNAProfile from AudioTable where uri = \"%s\"%c%c",
-                "select DLNAProfile from VideoTable where uri = \"%s\"%c%c");
+  return byMode(mode, "select DLNAProfile from " MEDIA_DB_IMAGE_TABLE " where uri = \"%s\"%c%c",
+                "select DLNAProfile from " MEDIA_DB_AUDIO_TABLE " where uri = \"%s\"%c%c",
+                "select DLNAProfile from " MEDIA_DB_VIDEO_TABLE " where uri = \"%s\"%c%c");
 }
 
 }  // namespace sql_text

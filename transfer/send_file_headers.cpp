@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "dms_string.h"
+#include "media_db_schema.h"
 #include "multimedia_db_connector.h"
 #include "nuv_config.h"
 #include "nuv_log.h"
@@ -129,10 +130,10 @@ std::string SendFileThruGet::__GetRangeValue(int64_t start, int64_t end, int64_t
 
 std::string SendFileThruGet::__GetContetFeatures(const char* path) const {
   std::string features = "DLNA.ORG_PN=";
-  if (startsWith(path, "/nuvthumb")) {
+  if (startsWith(path, MEDIA_DB_THUMBNAIL_URI)) {
     return features + "JPEG_TN" + ";" + "DLNA.ORG_OP=01;" + "DLNA.ORG_CI=1;" + kFlagsInteractive;
   }
-  if (startsWith(path, "/nuvscreen")) {
+  if (startsWith(path, MEDIA_DB_SCREENNAIL_URI)) {
     features += std::string("JPEG_SM") + ";" + "DLNA.ORG_OP=01;";
     if (NUVGetDlnaCertificationState() != 0) features += "DLNA.ORG_CI=1;";
     return features + kFlagsInteractive;

@@ -13,14 +13,15 @@
 #include "dms_platform.h"
 #include "dms_string.h"
 #include "error_response.h"
+#include "media_db_schema.h"
 #include "multimedia_db_connector.h"
 #include "nuv_log.h"
 #include "range_header.h"
 
 namespace {
 
-constexpr const char* kThumbnailPrefix = "/nuvthumb";
-constexpr const char* kScreennailPrefix = "/nuvscreen";
+constexpr const char* kThumbnailPrefix = MEDIA_DB_THUMBNAIL_URI;
+constexpr const char* kScreennailPrefix = MEDIA_DB_SCREENNAIL_URI;
 
 // The range list, emptied when the request is done with it.
 struct RangeListDeleter {

@@ -16,6 +16,7 @@
 #include <memory>
 #include <vector>
 
+#include "media_db_schema.h"
 #include "media_parsers.h"
 #include "scan_text.h"
 
@@ -96,7 +97,7 @@ bool parseMp3(ScannedMedia* m, dlna_profile::StreamFacts* facts, std::string* wh
     *why = "no MPEG audio frames";
     return false;
   }
-  m->kind = 2;
+  m->kind = media_db::kAudioKind;
   m->mimeType = "audio/mpeg";
   m->title = scan_text::stem(m->path);
   m->date = scan_text::localDate(m->mtime);

@@ -12,6 +12,7 @@ extern "C" {
 #include <memory>
 
 #include "dms_camera.h"
+#include "media_db_schema.h"
 #include "media_parsers.h"
 #include "scan_text.h"
 
@@ -132,7 +133,7 @@ bool parseContainer(ScannedMedia* m, dlna_profile::StreamFacts* facts, std::stri
     *why = "no audio or video stream";
     return false;
   }
-  m->kind = video != nullptr ? 3 : 2;
+  m->kind = video != nullptr ? media_db::kVideoKind : media_db::kAudioKind;
   classify(input.get(), video != nullptr, m, facts);
   m->title = tagOf(input->metadata, "title");
   if (m->title.empty()) m->title = scan_text::stem(m->path);

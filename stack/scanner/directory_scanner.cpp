@@ -14,6 +14,7 @@ extern "C" {
 #include <vector>
 
 #include "dlna_profile.h"
+#include "media_db_schema.h"
 #include "media_parsers.h"
 #include "media_rows.h"
 #include "nuv_log.h"
@@ -81,7 +82,7 @@ bool parseFile(const std::string& path, const std::string& profiles, ScannedMedi
         return false;
       }
       ok = media_parsers::parseContainer(m, &facts, why);
-      if (ok && m->kind == 2) media_parsers::readAudioTags(m);
+      if (ok && m->kind == media_db::kAudioKind) media_parsers::readAudioTags(m);
       break;
     case media_parsers::Guess::kNone:
       *why = "empty or unreadable";

@@ -1,4 +1,5 @@
 #include "dlna_profile.h"
+#include "media_db_schema.h"
 
 namespace dlna_profile {
 
@@ -50,7 +51,9 @@ std::string videoProfile(const StreamFacts& f) {
 }
 
 const char* mediaWordOf(int kind) {
-  return kind == 1 ? ":image/" : kind == 2 ? ":audio/" : ":video/";
+  return kind == media_db::kImageKind   ? ":image/"
+         : kind == media_db::kAudioKind ? ":audio/"
+                                        : ":video/";
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Photos through the camera platform's JPEG reader (the one JPEG/EXIF/MPF
 // parser of the system).
 #include "dms_camera.h"
+#include "media_db_schema.h"
 #include "media_parsers.h"
 #include "scan_text.h"
 
@@ -15,7 +16,7 @@ bool parseImage(ScannedMedia* m, dlna_profile::StreamFacts* facts, std::string* 
     *why = "not a readable JPEG";
     return false;
   }
-  m->kind = 1;
+  m->kind = media_db::kImageKind;
   m->mimeType = "image/jpeg";
   m->width = info.width;
   m->height = info.height;

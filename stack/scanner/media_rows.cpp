@@ -6,6 +6,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "media_db_schema.h"
 #include "nuv_log.h"
 #include "scan_text.h"
 
@@ -89,7 +90,7 @@ std::string uriExtension(const ScannedMedia& m) {
   for (char c : m.extension)
     if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) ext += c;
   if (!ext.empty() && ext.size() <= 5) return ext;
-  return m.kind == 1 ? "jpg" : m.kind == 2 ? "mp3" : "mp4";
+  return m.kind == media_db::kImageKind ? "jpg" : m.kind == media_db::kAudioKind ? "mp3" : "mp4";
 }
 
 std::string idUri(const char* word, long long id, const std::string& ext) {
@@ -153,66 +154,56 @@ bool MediaRows::open(const std::string& dbPath) {
   // per commit.
   exec("pragma journal_mode=WAL;");
   exec("pragma synchronous=NORMAL;");
-  if (!exec("create table if not exists ScannerFileState (FullPath VARCHAR(600) PRIMARY KEY, "
-            "id INTEGER, kind INTEGER, size INTEGER, mtime INTEGER);")) {
+  // The same layout DMSPrepareMediaDatabase makes: a database the scanner is
+  // given first gets its tables and the indexes the server's lookups need.
+  if (std::string error; !media_db::createMediaSchema(db_, &error)) {
+    NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] database: %s", error.c_str());
     return false;
-  }
-  // The server pages listings newest first and resolves every HTTP request
-  // by URI; without these each page sorts the whole table and each request
-  // scans it (13 ms and 0.7 ms on 5,000 photos, against 0.8 and 0.03).
-  for (const char* index :
-       {"create index if not exists ImageListing on ImageTable (Share, SortIndex);",
-        "create index if not exists VideoListing on VideoTable (Share, SortIndex);",
-        "create index if not exists ImageUri on ImageTable (uri);",
-        "create index if not exists ImageThumbnailUri on ImageTable (Thumbnailuri);",
-        "create index if not exists ImageScreennailUri on ImageTable (Screennailuri);",
-        "create index if not exists AudioUri on AudioTable (uri);",
-        "create index if not exists VideoUri on VideoTable (uri);",
-        "create index if not exists VideoThumbnailUri on VideoTable (Thumbnailuri);",
-        "create index if not exists ObjectPath on ObjectTable (FullPath);"}) {
-    exec(index);  // a missing table shows in the log; the scan goes on
   }
   st_ = std::make_unique<Statements>();
   struct {
     Stmt* stmt;
     const char* sql;
   } all[] = {
-      {&st_->insertObject,
-       "insert into ObjectTable (class,date,parentID,FullPath,Valid,BackupID,IsBackup) "
-       "values (?,?,?,?,1,' ',0)"},
-      {&st_->updateObject,
-       "update ObjectTable set class=?, date=?, parentID=?, FullPath=?, Valid=1 where id=?"},
+      {&st_->insertObject, "insert into " MEDIA_DB_OBJECT_TABLE
+                           " (class,date,parentID,FullPath,Valid,BackupID,IsBackup) "
+                           "values (?,?,?,?,1,' ',0)"},
+      {&st_->updateObject, "update " MEDIA_DB_OBJECT_TABLE
+                           " set class=?, date=?, parentID=?, FullPath=?, Valid=1 where id=?"},
       {&st_->findObjectByPath,
-       "select id,class from ObjectTable where FullPath=? order by id limit 1"},
-      {&st_->findObjectById, "select id,class from ObjectTable where id=?"},
-      {&st_->deleteObject, "delete from ObjectTable where id=?"},
-      {&st_->deleteImage, "delete from ImageTable where id=?"},
-      {&st_->deleteAudio, "delete from AudioTable where id=?"},
-      {&st_->deleteVideo, "delete from VideoTable where id=?"},
+       "select id,class from " MEDIA_DB_OBJECT_TABLE " where FullPath=? order by id limit 1"},
+      {&st_->findObjectById, "select id,class from " MEDIA_DB_OBJECT_TABLE " where id=?"},
+      {&st_->deleteObject, "delete from " MEDIA_DB_OBJECT_TABLE " where id=?"},
+      {&st_->deleteImage, "delete from " MEDIA_DB_IMAGE_TABLE " where id=?"},
+      {&st_->deleteAudio, "delete from " MEDIA_DB_AUDIO_TABLE " where id=?"},
+      {&st_->deleteVideo, "delete from " MEDIA_DB_VIDEO_TABLE " where id=?"},
       {&st_->insertImage,
-       "insert into ImageTable (id,Title,class,date,size,FullPath,MimeType,DLNAProfile,Height,"
+       "insert into " MEDIA_DB_IMAGE_TABLE
+       " (id,Title,class,date,size,FullPath,MimeType,DLNAProfile,Height,"
        "Width,ThumbnailOffset,ThumbnailLength,ThumbnailHeight,ThumbnailWidth,Description,uri,"
        "Thumbnailuri,ScreennailOffset,ScreennailLength,ScreennailHeight,ScreennailWidth,"
-       "Screennailuri,Share,SortIndex) values (?,?,1,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)"},
+       "Screennailuri,Share,SortIndex) values (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)"},
       {&st_->insertAudio,
-       "insert into AudioTable (id,Title,class,date,size,FullPath,MimeType,DLNAProfile,Duration,"
+       "insert into " MEDIA_DB_AUDIO_TABLE
+       " (id,Title,class,date,size,FullPath,MimeType,DLNAProfile,Duration,"
        "AlbumTitle,AlbumArtist,Artist,Channel,Bitrate,Frequency,AlbumArtOffset,AlbumArtLength,"
-       "uri) values (?,?,2,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)"},
+       "uri) values (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)"},
       {&st_->insertVideo,
-       "insert into VideoTable (id,Title,class,date,size,FullPath,MimeType,DLNAProfile,Duration,"
+       "insert into " MEDIA_DB_VIDEO_TABLE
+       " (id,Title,class,date,size,FullPath,MimeType,DLNAProfile,Duration,"
        "Height,Width,VideoFrameRate,VideoBitrate,VideoLevel,AlbumArtOffset,AlbumArtLength,"
        "AudioDuration,AudioAlbumTitle,AudioAlbumArtist,AudioArtist,AudioChannel,AudioBitrate,"
        "AudioFrequency,uri,ThumbnailOffset,ThumbnailLength,ThumbnailHeight,ThumbnailWidth,"
        "Thumbnailuri,Share,SortIndex) values "
-       "(?,?,3,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)"},
-      {&st_->findState, "select id,kind,size,mtime from ScannerFileState where FullPath=?"},
-      {&st_->putState,
-       "insert or replace into ScannerFileState (FullPath,id,kind,size,mtime) values (?,?,?,?,?)"},
-      {&st_->deleteState, "delete from ScannerFileState where FullPath=?"},
+       "(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)"},
+      {&st_->findState,
+       "select id,kind,size,mtime from " MEDIA_DB_SCANNER_STATE_TABLE " where FullPath=?"},
+      {&st_->putState, "insert or replace into " MEDIA_DB_SCANNER_STATE_TABLE
+                       " (FullPath,id,kind,size,mtime) values (?,?,?,?,?)"},
+      {&st_->deleteState, "delete from " MEDIA_DB_SCANNER_STATE_TABLE " where FullPath=?"},
       // Compared as bytes: substr of a text counts characters.
-      {&st_->loadStates,
-       "select FullPath,id,kind,size,mtime from ScannerFileState "
-       "where substr(cast(FullPath as blob),1,?)=cast(? as blob)"},
+      {&st_->loadStates, "select FullPath,id,kind,size,mtime from " MEDIA_DB_SCANNER_STATE_TABLE " "
+                         "where substr(cast(FullPath as blob),1,?)=cast(? as blob)"},
   };
   for (auto& s : all) {
     sqlite3_stmt* raw = nullptr;
@@ -314,11 +305,11 @@ bool MediaRows::write(const ScannedMedia& m, long long id, int share, long long*
   }
   *written = id;
   switch (m.kind) {
-    case 1:
+    case media_db::kImageKind:
       return writeImage(m, id, share);
-    case 2:
+    case media_db::kAudioKind:
       return writeAudio(m, id);
-    case 3:
+    case media_db::kVideoKind:
       return writeVideo(m, id, share);
     default:
       return false;
@@ -330,6 +321,7 @@ bool MediaRows::writeImage(const ScannedMedia& m, long long id, int share) {
   return Binder(st_->insertImage.get())
       .text(std::to_string(id))
       .text(m.title)
+      .num(media_db::kImageKind)
       .text(m.date)
       .num(m.size)
       .text(m.path)
@@ -342,13 +334,13 @@ bool MediaRows::writeImage(const ScannedMedia& m, long long id, int share) {
       .num(m.thumbnailHeight)
       .num(m.thumbnailWidth)
       .text(m.description)
-      .text(idUri("/media/", id, uriExtension(m)))
-      .text(idUri("/nuvthumb", id, "jpg"))
+      .text(idUri(MEDIA_DB_MEDIA_URI, id, uriExtension(m)))
+      .text(idUri(MEDIA_DB_THUMBNAIL_URI, id, "jpg"))
       .num(screennail ? m.screennailOffset : -1)
       .num(screennail ? m.screennailLength : 0)
       .num(m.screennailHeight)
       .num(m.screennailWidth)
-      .textOrNull(screennail ? idUri("/nuvscreen", id, "jpg") : "")
+      .textOrNull(screennail ? idUri(MEDIA_DB_SCREENNAIL_URI, id, "jpg") : "")
       .num(share)
       .text(scan_text::sortIndex(m.date, id))
       .run();
@@ -358,6 +350,7 @@ bool MediaRows::writeAudio(const ScannedMedia& m, long long id) {
   return Binder(st_->insertAudio.get())
       .text(std::to_string(id))
       .text(m.title)
+      .num(media_db::kAudioKind)
       .text(m.date)
       .num(m.size)
       .text(m.path)
@@ -372,7 +365,7 @@ bool MediaRows::writeAudio(const ScannedMedia& m, long long id) {
       .num(m.sampleRate)
       .num(m.albumArtOffset)
       .num(m.albumArtLength)
-      .text(idUri("/media/", id, uriExtension(m)))
+      .text(idUri(MEDIA_DB_MEDIA_URI, id, uriExtension(m)))
       .run();
 }
 
@@ -380,6 +373,7 @@ bool MediaRows::writeVideo(const ScannedMedia& m, long long id, int share) {
   return Binder(st_->insertVideo.get())
       .text(std::to_string(id))
       .text(m.title)
+      .num(media_db::kVideoKind)
       .text(m.date)
       .num(m.size)
       .text(m.path)
@@ -400,12 +394,12 @@ bool MediaRows::writeVideo(const ScannedMedia& m, long long id, int share) {
       .num(m.channels)
       .num(m.bitrate)
       .num(m.sampleRate)
-      .text(idUri("/media/", id, uriExtension(m)))
+      .text(idUri(MEDIA_DB_MEDIA_URI, id, uriExtension(m)))
       .num(0)
       .num(0)
       .num(m.thumbnailHeight)
       .num(m.thumbnailWidth)
-      .text(idUri("/nuvthumbvideo", id, "jpg"))
+      .text(idUri(MEDIA_DB_VIDEO_THUMBNAIL_URI, id, "jpg"))
       .num(share)
       .text(scan_text::sortIndex(m.date, id))
       .run();

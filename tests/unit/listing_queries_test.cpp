@@ -13,7 +13,7 @@
 
 #include "bound_statements.h"
 #include "listing_queries.h"
-#include "media_schema.h"
+#include "media_db_schema.h"
 #include "sql_text.h"
 #include "sqlite_handles.h"
 
@@ -28,16 +28,10 @@ class ListingQueriesTest : public ::testing::Test {
     path_ = dir_ + "/media.db";
     db_ = open();
     other_ = open();
-    for (MediaTableId id : {MediaTableId::kImage, MediaTableId::kAudio, MediaTableId::kVideo}) {
-      MediaTableDescription d = mediaTableDescription(id);
-      char* create = MTGetCreatTblSqlStmt(d.name, d.columnCount, d.columns);
-      ASSERT_NE(nullptr, create);
-      exec(db_.get(), create);
-      free(create);
-    }
-    // The listing index the scanner makes; the tie order below depends on it.
-    exec(db_.get(), "create index ImageListing on ImageTable (Share, SortIndex);");
-    exec(db_.get(), "create index AudioUri on AudioTable (uri);");
+    // The server's layout, indexes included: the tie order below depends on
+    // the listing index.
+    std::string error;
+    ASSERT_TRUE(media_db::createMediaSchema(db_.get(), &error)) << error;
     queries_ = std::make_unique<ListingQueries>(db_.get());
   }
 

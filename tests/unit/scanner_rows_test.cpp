@@ -176,6 +176,51 @@ TEST_F(ScannerRows, ListingsAndUriLookupsUseIndexes) {
   }
 }
 
+// The schema as sqlite_master records it, one line per table and index.
+std::string schemaOf(const std::string& db) {
+  std::string schema;
+  for (const auto& row :
+       rows(db, "select type, name, tbl_name, sql from sqlite_master order by type, name"))
+    schema += row[0] + " " + row[1] + " " + row[2] + ": " + (row.size() > 3 ? row[3] : "") + "\n";
+  return schema;
+}
+
+TEST_F(ScannerRows, ScannerAndPreparationLayOutTheSameSchema) {
+  // A database the scanner is handed empty, and one made ready for the
+  // server: the same tables with the same columns and the same indexes.
+  const std::string scanned = content_test::scratchPath("scanned.db");
+  const std::string prepared = content_test::scratchPath("prepared.db");
+  FILE* empty = fopen(scanned.c_str(), "w");
+  ASSERT_NE(nullptr, empty);
+  fclose(empty);
+  const std::string dir = content_test::scratchPath("schema");
+  content_test::removeTree(dir);
+  scanner_test::copyFile(mediaPath("photos/sony_mavica-fd5_MVC-004S.JPG"), dir + "/a.jpg");
+  db_ = scanned;
+  EXPECT_EQ(1, scan(dir));
+  ASSERT_EQ(0, DMSPrepareMediaDatabase(prepared.c_str()));
+
+  const std::string schema = schemaOf(prepared);
+  EXPECT_EQ(schema, schemaOf(scanned));
+  for (const char* name : {"ObjectTable", "ContainerTable", "AudioTable", "VideoTable",
+                           "ImageTable", "ScannerFileState"}) {
+    EXPECT_NE(std::string::npos, schema.find(std::string("table ") + name + " " + name + ": "))
+        << name << " in\n"
+        << schema;
+  }
+  for (const char* name :
+       {"ImageListing", "VideoListing", "ImageUri", "ImageThumbnailUri", "ImageScreennailUri",
+        "AudioUri", "VideoUri", "VideoThumbnailUri", "ObjectPath"}) {
+    EXPECT_NE(std::string::npos, schema.find(std::string("index ") + name + " ")) << name << " in\n"
+                                                                                  << schema;
+  }
+  // Preparing again, or scanning into a prepared file, changes nothing.
+  ASSERT_EQ(0, DMSPrepareMediaDatabase(prepared.c_str()));
+  db_ = prepared;
+  EXPECT_EQ(1, scan(dir));
+  EXPECT_EQ(schema, schemaOf(prepared));
+}
+
 TEST_F(ScannerRows, ExifTitleWinsOverTheFileName) {
   const std::string dir = content_test::scratchPath("titled");
   content_test::removeTree(dir);
