@@ -1,6 +1,7 @@
 // UPnPAppCDS: receiving an action from the stack, the action table and the
 // remote-viewfinder hook.
 #include <initializer_list>
+#include <memory>
 #include <mutex>
 #include <new>
 
@@ -91,11 +92,25 @@ UPnPAppCDS::UPnPAppCDS()
 UPnPAppCDS::~UPnPAppCDS() = default;
 
 int UPnPAppCDS::HandleCDSActionRequest(int connectionID, int actionID, stNUVAppList* request) {
+  // The stack's request is released exactly once, also when a copy below
+  // throws; so are the copies.
+  struct ReleaseRequest {
+    stNUVAppList* request;
+    void now() {
+      if (request == nullptr) return;
+      HNuvDMSReleaseUIRequestData(request);
+      request = nullptr;
+    }
+    ~ReleaseRequest() { now(); }
+  } release{request};
+  struct DeleteArguments {
+    void operator()(DMSCDSList* list) const { dms_cds::deleteArgumentList(list); }
+  };
   char* rawName = nullptr;
   if (HNuvDMSGetActionName(request, &rawName) != 0) rawName = nullptr;
-  DMSAppString* name = copyStackText(rawName);
-  DMSAppString* ip = nullptr;
-  DMSCDSList* arguments = nullptr;
+  std::unique_ptr<DMSAppString> name(copyStackText(rawName));
+  std::unique_ptr<DMSAppString> ip;
+  std::unique_ptr<DMSCDSList, DeleteArguments> arguments;
   bool copied = false;
   if (name == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] Memory allocation failed!!! for pszActionName %d, %s",
@@ -103,12 +118,12 @@ int UPnPAppCDS::HandleCDSActionRequest(int connectionID, int actionID, stNUVAppL
   } else {
     char* rawIP = nullptr;
     if (HNuvDMSGetCPIPAddress(request, &rawIP) != 0) rawIP = nullptr;
-    ip = copyStackText(rawIP);
+    ip.reset(copyStackText(rawIP));
     if (ip == nullptr) {
       NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] Memory allocation failed!!! for pszIPAddress %d, %s",
                 __LINE__, "HandleCDSActionRequest");
-    } else if ((arguments = new (std::nothrow) DMSCDSList()) == nullptr ||
-               !copyArguments(request, arguments)) {
+    } else if (arguments.reset(new (std::nothrow) DMSCDSList()),
+               arguments == nullptr || !copyArguments(request, arguments.get())) {
       NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] Memory allocation failed!!! for pListForApp %d, %s",
                 __LINE__, "HandleCDSActionRequest");
     } else {
@@ -116,15 +131,14 @@ int UPnPAppCDS::HandleCDSActionRequest(int connectionID, int actionID, stNUVAppL
     }
   }
   // Nothing of the stack's is held beyond this point.
-  HNuvDMSReleaseUIRequestData(request);
-  if (copied) ProcessHTTPSOAPRequest(connectionID, actionID, name, ip, arguments);
+  release.now();
   if (!copied) {
-    dms_cds::deleteArgumentList(arguments);
+    arguments.reset();
     __SendErrorSOAPMessage(connectionID, actionID, &serviceType_, 500, 501);
+    return 1;
   }
-  delete name;
-  delete ip;
-  return copied ? 0 : 1;
+  ProcessHTTPSOAPRequest(connectionID, actionID, name.get(), ip.get(), arguments.release());
+  return 0;
 }
 
 int UPnPAppCDS::ProcessHTTPSOAPRequest(int connectionID, int actionID, DMSAppString* actionName,
@@ -175,9 +189,10 @@ int UPnPAppCDS::__DispatchAction(DMSAppActionInfo* actionInfo) {
   const DMSAppString* name = actionInfo->ReadActionName();
   for (const ActionEntry& entry : kActionTable) {
     if (name == nullptr || name->CompareI(entry.name) != 0) continue;
-    const int result = (this->*entry.handler)(actionInfo);
-    if (entry.synchronous) delete actionInfo;
-    return result;
+    // A synchronous handler leaves the record to the dispatcher, which
+    // frees it however the handler ends.
+    std::unique_ptr<DMSAppActionInfo> owned(entry.synchronous ? actionInfo : nullptr);
+    return (this->*entry.handler)(actionInfo);
   }
 
   const int taken = __RVFProcessAction(actionInfo);

@@ -8,6 +8,7 @@
 #include "dms_list.h"
 #include "dms_server.h"
 #include "dms_string.h"
+#include "export_guard.h"
 #include "media_registration.h"
 #include "nuv_log.h"
 #include "record_list.h"
@@ -57,46 +58,48 @@ NUVCDSWLResponseCallback NUVCEGetResponseCallback() { return gCallback.load(); }
 
 void NotifyCDSWLResponse(int requestID, NUVCDSWL_RES_TYPE type, NUVCDSWL_RES_RESULT result,
                          int value, DMSAppString* text, DMSCDSList* list) {
-  switch (type) {
-    case NUVCDSWL_RES_PASS_THROUGH:
-    case NUVCDSWL_RES_CONTENT:
-    case NUVCDSWL_RES_UPLOAD_CHECK:
-    case NUVCDSWL_RES_EXISTENCE_CHECK:
-      send(requestID, type, result, value, text, list);
-      return;
-    case NUVCDSWL_RES_CONTENT_DESTROYED:
-      if (result == NUVCDSWL_RES_SUCCESS && list != nullptr) {
+  dms_export::guardedVoid("NotifyCDSWLResponse", [&] {
+    switch (type) {
+      case NUVCDSWL_RES_PASS_THROUGH:
+      case NUVCDSWL_RES_CONTENT:
+      case NUVCDSWL_RES_UPLOAD_CHECK:
+      case NUVCDSWL_RES_EXISTENCE_CHECK:
+        send(requestID, type, result, value, text, list);
+        return;
+      case NUVCDSWL_RES_CONTENT_DESTROYED:
+        if (result == NUVCDSWL_RES_SUCCESS && list != nullptr) {
+          TemporaryContentsManager* temp = TemporaryContentsManager::existingInstance();
+          DMSAppString* id = static_cast<DMSAppString*>(list->ReadFirstItemData());
+          if (temp != nullptr) temp->RemoveContent(id);
+        }
+        send(requestID, type, result, value, text, nullptr);
+        return;
+      case NUVCDSWL_RES_UPLOAD_REGISTERED: {
         TemporaryContentsManager* temp = TemporaryContentsManager::existingInstance();
-        DMSAppString* id = static_cast<DMSAppString*>(list->ReadFirstItemData());
-        if (temp != nullptr) temp->RemoveContent(id);
-      }
-      send(requestID, type, result, value, text, nullptr);
-      return;
-    case NUVCDSWL_RES_UPLOAD_REGISTERED: {
-      TemporaryContentsManager* temp = TemporaryContentsManager::existingInstance();
-      if (temp != nullptr) temp->RemoveContent(nullptr);
-      send(requestID, type, result, value, text, list);
-      return;
-    }
-    case NUVCDSWL_RES_CONTENTS: {
-      NUVCDSWLResponseCallback callback = gCallback.load();
-      if (callback == nullptr) {
-        freeRecordList(list);  // nobody to take it
+        if (temp != nullptr) temp->RemoveContent(nullptr);
+        send(requestID, type, result, value, text, list);
         return;
       }
-      callback(requestID, type, result, value, text, list);
-      return;
-    }
-    case NUVCDSWL_RES_CONTENT_RESERVED:
-      if (result != NUVCDSWL_RES_SUCCESS) {
+      case NUVCDSWL_RES_CONTENTS: {
+        NUVCDSWLResponseCallback callback = gCallback.load();
+        if (callback == nullptr) {
+          freeRecordList(list);  // nobody to take it
+          return;
+        }
+        callback(requestID, type, result, value, text, list);
+        return;
+      }
+      case NUVCDSWL_RES_CONTENT_RESERVED:
+        if (result != NUVCDSWL_RES_SUCCESS) {
+          send(requestID, NUVCDSWL_RES_CONTENT_CREATED, result, value, text, list);
+          return;
+        }
+        registerCreatedContent(list);
         send(requestID, NUVCDSWL_RES_CONTENT_CREATED, result, value, text, list);
         return;
-      }
-      registerCreatedContent(list);
-      send(requestID, NUVCDSWL_RES_CONTENT_CREATED, result, value, text, list);
-      return;
-    default:
-      NUVPrintf(NUV_LOG_ERROR, "[NUVCDSWL] Switch Case unavailable NotifyCDSWLResponse()");
-      return;
-  }
+      default:
+        NUVPrintf(NUV_LOG_ERROR, "[NUVCDSWL] Switch Case unavailable NotifyCDSWLResponse()");
+        return;
+    }
+  });
 }

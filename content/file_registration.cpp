@@ -10,6 +10,7 @@
 #include "dms_camera.h"
 #include "dms_media_registration.h"
 #include "dms_platform.h"
+#include "export_guard.h"
 #include "media_registration.h"
 #include "multimedia_db_connector.h"
 #include "nuv_config.h"
@@ -103,82 +104,92 @@ int registerOne(int stackHandle, const char* filePath, const char* objectID, int
 }  // namespace
 
 int ParseMediaFiles(const char* root, const char* dbPath, int* changed) {
-  DirectoryScanner* scanner = DirectoryScanner::GetInstance();
-  if (scanner == nullptr) return 0;
-  scanner->ScanDir(root, dbPath, changed);
-  DirectoryScanner::DestroyInstance();
-  return 1;
+  return dms_export::guarded("ParseMediaFiles", 0, [&]() -> int {
+    DirectoryScanner* scanner = DirectoryScanner::GetInstance();
+    if (scanner == nullptr) return 0;
+    scanner->ScanDir(root, dbPath, changed);
+    DirectoryScanner::DestroyInstance();
+    return 1;
+  });
 }
 
 int parseMediaFilesDcf(const char* root, const char* dbPath, int* changed) {
-  DirectoryScanner* scanner = DirectoryScanner::GetInstance();
-  if (scanner == nullptr) return 0;
-  scanner->scanDcf(root, dbPath, changed);
-  DirectoryScanner::DestroyInstance();
-  return 1;
+  return dms_export::guarded("parseMediaFilesDcf", 0, [&]() -> int {
+    DirectoryScanner* scanner = DirectoryScanner::GetInstance();
+    if (scanner == nullptr) return 0;
+    scanner->scanDcf(root, dbPath, changed);
+    DirectoryScanner::DestroyInstance();
+    return 1;
+  });
 }
 
 extern "C" int NUVUtilStartFileScanner(int stackHandle, const char* root) {
-  Text configured(NUVGetConfigurationMA("SHARED-MEDIA-FOLDER-PATH"));
-  if (configured == nullptr) {
-    NUVPrintf(NUV_LOG_ERROR,
-              "[NUVUtilStartFileScanner]Check Config file - Contents Location missing - Pls copy "
-              "from CC into simulator or target");
-    return 2;
-  }
-  Text dbPath(
-      NUVGetConfigurationMA(GetAllShareMode() == 1 ? "MEDIA-TV-DB-FILEPATH" : "MEDIA-DB-FILEPATH"));
-  if (dbPath == nullptr) {
-    NUVPrintf(NUV_LOG_ERROR,
-              "[NUVUtilStartFileScanner]Check Config file - Media DB path missing - Pls copy from "
-              "CC into simulator or target");
-    return 2;
-  }
-  Text profiles(static_cast<char*>(DMSAppMemAllocMA(strlen(kScanProfiles) + 1)));
-  if (profiles == nullptr) {
-    NUVPrintf(NUV_LOG_ERROR, "[NUVUtilStartFileScanner] pValue is NULL");
-    return 2;
-  }
-  memcpy(profiles.get(), kScanProfiles, strlen(kScanProfiles) + 1);
-  ScannerHold scanner;
-  if (scanner.get() == nullptr) {
-    NUVPrintf(NUV_LOG_ERROR, "[NUVUtilStartFileScanner] directory scanner is NULL");
-    return 2;
-  }
-  scanner.get()->SetDlnaProfiles(profiles.get());
-  // A database removed or replaced under the running server is made again
-  // here, and this scan fills it.
-  if (MultiMediaDbConnector* db = MultiMediaDbConnector::GetExisting()) db->FollowDatabaseFile();
-  NUVPrintf(NUV_LOG_INFO, "[NUVUtilStartFileScanner] Parsing Media files");
-
-  // The argument names the folder when given; the configured one otherwise.
-  const char* folder = root != nullptr && root[0] != '\0' ? root : configured.get();
-  int changed = 0;
-  if (NUVGetDlnaCertificationState() == 0) {
-    parseMediaFilesDcf(folder, dbPath.get(), &changed);
-  } else {
-    ParseMediaFiles(folder, dbPath.get(), &changed);
-  }
-  if (!DirectoryScanner::GetCancelFlag()) {
-    NUVPrintf(NUV_LOG_INFO, "[NUVUtilStartFileScanner] Updating gContainerId variable Value");
-    announceContainerUpdate(stackHandle, 0);
-    if (changed != 0) {
-      NUVPrintf(NUV_LOG_INFO, "[NUVUtilStartFileScanner] Updating tSystemUpdateID variable Value");
-      announceSystemUpdate(stackHandle);
+  return dms_export::guarded("NUVUtilStartFileScanner", 2, [&]() -> int {
+    Text configured(NUVGetConfigurationMA("SHARED-MEDIA-FOLDER-PATH"));
+    if (configured == nullptr) {
+      NUVPrintf(NUV_LOG_ERROR,
+                "[NUVUtilStartFileScanner]Check Config file - Contents Location missing - Pls copy "
+                "from CC into simulator or target");
+      return 2;
     }
-  }
-  return 0;
+    Text dbPath(NUVGetConfigurationMA(GetAllShareMode() == 1 ? "MEDIA-TV-DB-FILEPATH"
+                                                             : "MEDIA-DB-FILEPATH"));
+    if (dbPath == nullptr) {
+      NUVPrintf(
+          NUV_LOG_ERROR,
+          "[NUVUtilStartFileScanner]Check Config file - Media DB path missing - Pls copy from "
+          "CC into simulator or target");
+      return 2;
+    }
+    Text profiles(static_cast<char*>(DMSAppMemAllocMA(strlen(kScanProfiles) + 1)));
+    if (profiles == nullptr) {
+      NUVPrintf(NUV_LOG_ERROR, "[NUVUtilStartFileScanner] pValue is NULL");
+      return 2;
+    }
+    memcpy(profiles.get(), kScanProfiles, strlen(kScanProfiles) + 1);
+    ScannerHold scanner;
+    if (scanner.get() == nullptr) {
+      NUVPrintf(NUV_LOG_ERROR, "[NUVUtilStartFileScanner] directory scanner is NULL");
+      return 2;
+    }
+    scanner.get()->SetDlnaProfiles(profiles.get());
+    // A database removed or replaced under the running server is made again
+    // here, and this scan fills it.
+    if (MultiMediaDbConnector* db = MultiMediaDbConnector::GetExisting()) db->FollowDatabaseFile();
+    NUVPrintf(NUV_LOG_INFO, "[NUVUtilStartFileScanner] Parsing Media files");
+
+    // The argument names the folder when given; the configured one otherwise.
+    const char* folder = root != nullptr && root[0] != '\0' ? root : configured.get();
+    int changed = 0;
+    if (NUVGetDlnaCertificationState() == 0) {
+      parseMediaFilesDcf(folder, dbPath.get(), &changed);
+    } else {
+      ParseMediaFiles(folder, dbPath.get(), &changed);
+    }
+    if (!DirectoryScanner::GetCancelFlag()) {
+      NUVPrintf(NUV_LOG_INFO, "[NUVUtilStartFileScanner] Updating gContainerId variable Value");
+      announceContainerUpdate(stackHandle, 0);
+      if (changed != 0) {
+        NUVPrintf(NUV_LOG_INFO,
+                  "[NUVUtilStartFileScanner] Updating tSystemUpdateID variable Value");
+        announceSystemUpdate(stackHandle);
+      }
+    }
+    return 0;
+  });
 }
 
 extern "C" int NUVUtilScanFolder(const char* root, const char* dbPath, int dcf) {
-  if (root == nullptr || dbPath == nullptr) return 2;
-  ScannerHold scanner;
-  if (scanner.get() == nullptr) return 2;
-  scanner.get()->SetDlnaProfiles(kScanProfiles);
-  int changed = 0;
-  int rc = dcf != 0 ? scanner.get()->scanDcf(root, dbPath, &changed)
-                    : scanner.get()->ScanDir(root, dbPath, &changed);
-  return rc == 0 ? 0 : 2;
+  return dms_export::guarded("NUVUtilScanFolder", 2, [&]() -> int {
+    if (root == nullptr || dbPath == nullptr) return 2;
+    ScannerHold scanner;
+    if (scanner.get() == nullptr) return 2;
+    scanner.get()->SetDlnaProfiles(kScanProfiles);
+    int changed = 0;
+    int rc = dcf != 0 ? scanner.get()->scanDcf(root, dbPath, &changed)
+                      : scanner.get()->ScanDir(root, dbPath, &changed);
+    return rc == 0 ? 0 : 2;
+  });
 }
 
 extern "C" void DMSSetRegistrationObserver(DMSRegistrationObserver observer) {
@@ -186,53 +197,63 @@ extern "C" void DMSSetRegistrationObserver(DMSRegistrationObserver observer) {
 }
 
 extern "C" int NUVUtilAddFileToDb(int stackHandle, const char* filePath) {
-  int result = 0;
-  registerOne(stackHandle, filePath, nullptr, 1, "NUVUtilAddFileToDb", &result);
-  return result;
+  return dms_export::guarded("NUVUtilAddFileToDb", 23, [&]() -> int {
+    int result = 0;
+    registerOne(stackHandle, filePath, nullptr, 1, "NUVUtilAddFileToDb", &result);
+    return result;
+  });
 }
 
 extern "C" int NUVUtilUpdateFileInfoInDb(int stackHandle, const char* filePath,
                                          const char* objectID, int share) {
-  int result = 0;
-  registerOne(stackHandle, filePath, objectID, share, "NUVUtilUpdateFileInfoInDb", &result);
-  return result;
+  return dms_export::guarded("NUVUtilUpdateFileInfoInDb", 23, [&]() -> int {
+    int result = 0;
+    registerOne(stackHandle, filePath, objectID, share, "NUVUtilUpdateFileInfoInDb", &result);
+    return result;
+  });
 }
 
 extern "C" int NUVUtilRemoveFileFromDb(int stackHandle, const char* filePath) {
-  Text dbPath(NUVGetConfigurationMA("MEDIA-DB-FILEPATH"));
-  if (dbPath == nullptr) {
-    NUVPrintf(NUV_LOG_ERROR,
-              "[NUVUtilRemoveFileFromDb]Check Config file - Media DB path missing - Pls copy "
-              "from CC into simulator or target");
-    return 1;
-  }
-  int container = -1;
-  {
-    ScannerHold scanner;
-    if (scanner.get() != nullptr) container = scanner.get()->RemoveFile(dbPath.get(), filePath);
-  }
-  if (container < 0) return 23;
-  if (container > 0) announceContentChange(stackHandle, container);
-  return 0;
+  return dms_export::guarded("NUVUtilRemoveFileFromDb", 1, [&]() -> int {
+    Text dbPath(NUVGetConfigurationMA("MEDIA-DB-FILEPATH"));
+    if (dbPath == nullptr) {
+      NUVPrintf(NUV_LOG_ERROR,
+                "[NUVUtilRemoveFileFromDb]Check Config file - Media DB path missing - Pls copy "
+                "from CC into simulator or target");
+      return 1;
+    }
+    int container = -1;
+    {
+      ScannerHold scanner;
+      if (scanner.get() != nullptr) container = scanner.get()->RemoveFile(dbPath.get(), filePath);
+    }
+    if (container < 0) return 23;
+    if (container > 0) announceContentChange(stackHandle, container);
+    return 0;
+  });
 }
 
 extern "C" long long NUVUtilRemoveFolderFromDb(int stackHandle, const char* folder) {
-  Text dbPath(NUVGetConfigurationMA("MEDIA-DB-FILEPATH"));
-  if (dbPath == nullptr || folder == nullptr) return -1;
-  long long removed = DirectoryScanner::ForgetFolder(dbPath.get(), folder);
-  // Announced as a scan that removed files is.
-  if (removed > 0) {
-    announceContainerUpdate(stackHandle, 0);
-    announceSystemUpdate(stackHandle);
-  }
-  return removed;
+  return dms_export::guarded("NUVUtilRemoveFolderFromDb", -1, [&]() -> long long {
+    Text dbPath(NUVGetConfigurationMA("MEDIA-DB-FILEPATH"));
+    if (dbPath == nullptr || folder == nullptr) return -1;
+    long long removed = DirectoryScanner::ForgetFolder(dbPath.get(), folder);
+    // Announced as a scan that removed files is.
+    if (removed > 0) {
+      announceContainerUpdate(stackHandle, 0);
+      announceSystemUpdate(stackHandle);
+    }
+    return removed;
+  });
 }
 
 extern "C" void NUVUtilCancelFileScanner(void) { DirectoryScanner::Cancel(); }
 
 extern "C" void NUVUtilSetScanProgressCallback(NUVScanProgressCallback callback, void* context) {
-  DirectoryScanner::SetProgressListener(nullptr, nullptr);
-  gProgress = callback;
-  gProgressContext = context;
-  if (callback != nullptr) DirectoryScanner::SetProgressListener(forwardProgress, nullptr);
+  dms_export::guardedVoid("NUVUtilSetScanProgressCallback", [&] {
+    DirectoryScanner::SetProgressListener(nullptr, nullptr);
+    gProgress = callback;
+    gProgressContext = context;
+    if (callback != nullptr) DirectoryScanner::SetProgressListener(forwardProgress, nullptr);
+  });
 }

@@ -149,7 +149,7 @@ void DMSAclNotificationCallback(int /*connectionID*/, stNUVAppList* request) {
     NUVPrintf(2, "[DMSAclNotificationCallback] no request");
     return;
   }
-  dms_server::guardedVoid("DMSAclNotificationCallback", [request] { dms_server::notify(request); });
+  dms_export::guardedVoid("DMSAclNotificationCallback", [request] { dms_server::notify(request); });
 }
 
 int DmsAppACLInitialize(void) {

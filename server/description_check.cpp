@@ -158,7 +158,7 @@ extern "C" int DMSAppCheckFileState(const char* descriptionDir) {
     NUVPrintfNoLevel("[DMSAppCheckFileState] Input - pDirPath is NULL\n");
     return 0;
   }
-  return guarded("DMSAppCheckFileState", 0, [descriptionDir] {
+  return dms_export::guarded("DMSAppCheckFileState", 0, [descriptionDir] {
     const std::string dir = descriptionDir;
     createDirectoryPath(dir);
     if (filesAreGood(dir)) {

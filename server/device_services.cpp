@@ -37,7 +37,7 @@ int DmsSetFriendlyName(const char* descriptionDir, const char* modelName) {
     NUVPrintf(2, "[DmsSetFriendlyName] Invalid args");
     return 0;
   }
-  return dms_server::guarded("DmsSetFriendlyName", 0, [=] {
+  return dms_export::guarded("DmsSetFriendlyName", 0, [=] {
     const std::string path =
         dms_server::descriptionFilePath(descriptionDir, DLNADMS_DEVICE_DESCRIPTION);
     const std::string name = std::string("[Camera]") + modelName;
@@ -78,13 +78,13 @@ void NUVSetDefaultContainer(int image, int audio, int video) {
   char text[16];
   std::snprintf(text, sizeof text, "%d", mask);
   NUVSetConfiguration("DefaultContainer", text);
-  dms_server::guardedVoid("NUVSetDefaultContainer",
+  dms_export::guardedVoid("NUVSetDefaultContainer",
                           [mask] { dms_server::setContentEngineDefaultContainer(mask); });
 }
 
 char* DMSGetItemObjectID(const char* filePath) {
   if (filePath == nullptr) return nullptr;
-  return dms_server::guarded("DMSGetItemObjectID", static_cast<char*>(nullptr), [filePath] {
+  return dms_export::guarded("DMSGetItemObjectID", static_cast<char*>(nullptr), [filePath] {
     for (int kind = 1; kind <= 3; ++kind) {
       std::unique_ptr<DMSAppString> id(dms_server::findItemId(kind, filePath));
       if (!id || id->ReadString() == nullptr) continue;
@@ -98,12 +98,12 @@ char* DMSGetItemObjectID(const char* filePath) {
 }
 
 void DMSSetHttpConnectionRequestCallback(DMSHttpConnectionRequestCallback callback) {
-  dms_server::guardedVoid("DMSSetHttpConnectionRequestCallback",
+  dms_export::guardedVoid("DMSSetHttpConnectionRequestCallback",
                           [callback] { dms_server::setHttpConnectionCallback(callback); });
 }
 
 int DMSStopHttpTransfer(int profile, int connection) {
-  return dms_server::guarded("DMSStopHttpTransfer", 0,
+  return dms_export::guarded("DMSStopHttpTransfer", 0,
                              [=] { return dms_server::stopHttpTransfer(profile, connection); });
 }
 

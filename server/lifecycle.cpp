@@ -126,13 +126,13 @@ int DMSAppInitialize(int* outConnectionID, DMSAppInitInfo* info) {
     NUVPrintf(2, "[DMSAppInitialize] no place for the connection ID");
     return 0;
   }
-  return dms_server::guarded("DMSAppInitialize", 0, [outConnectionID, info] {
+  return dms_export::guarded("DMSAppInitialize", 0, [outConnectionID, info] {
     return dms_server::initialize(outConnectionID, *info);
   });
 }
 
 int DMSAppStart(int aclMode, int maxAge, int stackFlags) {
-  return dms_server::guarded("DMSAppStart", 0,
+  return dms_export::guarded("DMSAppStart", 0,
                              [=] { return dms_server::start(aclMode, maxAge, stackFlags); });
 }
 
@@ -149,7 +149,7 @@ int DMSAppStop(void) {
 // The timer thread is not stopped here: the application stops it before,
 // with DMSAppStopTimerThread.
 int DMSAppTerminate(void) {
-  return dms_server::guarded("DMSAppTerminate", 0, [] { return dms_server::terminate(); });
+  return dms_export::guarded("DMSAppTerminate", 0, [] { return dms_server::terminate(); });
 }
 
 }  // extern "C"

@@ -42,7 +42,7 @@ void dispatch(stNUVAppList* exception) {
 
 void handleNetworkException(stNUVAppList* exception) {
   if (exception == nullptr) return;
-  guardedVoid("DMSNetworkException", [exception] { dispatch(exception); });
+  dms_export::guardedVoid("DMSNetworkException", [exception] { dispatch(exception); });
   HNuvReleaseExceptionResource(exception);
 }
 

@@ -2,6 +2,7 @@
 #include "error_response.h"
 
 #include <cstring>
+#include <memory>
 
 #include "dms_platform.h"
 #include "nuv_http.h"
@@ -9,14 +10,17 @@
 namespace dms_transfer {
 
 void SendErrorResponse(int profile, int connection, int status) {
-  auto* response = static_cast<NUVHTTPResponseHeaderInfo*>(
-      DMSAppMemCallocMA(1, sizeof(NUVHTTPResponseHeaderInfo)));
+  struct Free {
+    void operator()(NUVHTTPResponseHeaderInfo* r) const { FreeResponseHeader(r); }
+  };
+  // Freed however the send ends.
+  std::unique_ptr<NUVHTTPResponseHeaderInfo, Free> response(static_cast<NUVHTTPResponseHeaderInfo*>(
+      DMSAppMemCallocMA(1, sizeof(NUVHTTPResponseHeaderInfo))));
   if (response == nullptr) return;
   response->statusCode = status;
   response->http11 = 1;
   response->connection = strdup("close");
-  NUVHTTPSendResponse(profile, connection, response, 1);
-  FreeResponseHeader(response);
+  NUVHTTPSendResponse(profile, connection, response.get(), 1);
 }
 
 }  // namespace dms_transfer

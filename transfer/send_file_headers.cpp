@@ -139,7 +139,8 @@ std::string SendFileThruGet::__GetContetFeatures(const char* path) const {
     return features + kFlagsInteractive;
   }
   DMSAppString uri(path);
-  DMSAppString* profile = MultiMediaDbConnector::GetInstance()->GetDLNAProfileNameFromURI(&uri);
+  MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  DMSAppString* profile = db != nullptr ? db->GetDLNAProfileNameFromURI(&uri) : nullptr;
   std::string name;
   if (profile != nullptr && profile->ReadString() != nullptr) name = profile->ReadString();
   delete profile;

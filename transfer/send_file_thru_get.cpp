@@ -77,6 +77,7 @@ bool SendFileThruGet::RetriveFilePath(DMSAppString* url) {
   if (uri.empty()) return false;
   DMSAppString key(uri.c_str());
   MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
+  if (db == nullptr) return false;  // no memory for the connector
   if (strncmp(uri.c_str(), kThumbnailPrefix, 9) == 0 ||
       strncmp(uri.c_str(), kScreennailPrefix, 10) == 0) {
     thumbnail_ = true;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "dms_mutex.h"
+#include "export_guard.h"
 #include "handler_factories.h"
 #include "nuv_log.h"
 #include "send_file_thru_get.h"
@@ -74,93 +75,102 @@ void ServerToHandleFileTransfer::__RouteHeader(int profile, int connection,
 
 void ServerToHandleFileTransfer::NUVHTTPRequestHeaderInfoNotificationCallback(
     int profile, int connection, stNUVAppList* headerList, int error) {
-  NUVHTTPRequestHeaderInfo* info = nullptr;
-  if (NUVHTTPValidateHeaderInfo(headerList) != 0 ||
-      NUVHTTPGetRequestHeaderInfo(headerList, &info) != 0 || info == nullptr) {
-    NUVHTTPReleaseHeaderInfo(headerList);
-    return;
-  }
-  if (error != 0) {
-    NUVPrintf(NUV_LOG_INFO,
-              "[ServerToHandleFileTransfer] HTTP Error -- "
-              "NUVHTTPRequestHeaderInfoNotificationCallback(...)");
-    NUVHTTPReleaseHeaderInfo(headerList);
-    return;
-  }
-  ServerToHandleFileTransfer* server = __Existing();
-  if (server == nullptr) {
-    NUVHTTPReleaseHeaderInfo(headerList);
-    return;
-  }
-  server->__RouteHeader(profile, connection, headerList);
+  dms_export::guardedVoid("NUVHTTPRequestHeaderInfoNotificationCallback", [&] {
+    NUVHTTPRequestHeaderInfo* info = nullptr;
+    if (NUVHTTPValidateHeaderInfo(headerList) != 0 ||
+        NUVHTTPGetRequestHeaderInfo(headerList, &info) != 0 || info == nullptr) {
+      NUVHTTPReleaseHeaderInfo(headerList);
+      return;
+    }
+    if (error != 0) {
+      NUVPrintf(NUV_LOG_INFO,
+                "[ServerToHandleFileTransfer] HTTP Error -- "
+                "NUVHTTPRequestHeaderInfoNotificationCallback(...)");
+      NUVHTTPReleaseHeaderInfo(headerList);
+      return;
+    }
+    ServerToHandleFileTransfer* server = __Existing();
+    if (server == nullptr) {
+      NUVHTTPReleaseHeaderInfo(headerList);
+      return;
+    }
+    server->__RouteHeader(profile, connection, headerList);
+  });
 }
 
 void ServerToHandleFileTransfer::NUVHTTPRequestReceiveNotificationCallback(
     int profile, int connection, eHTTPVersion version, int length, eHTTPMessageType method,
     char* data, char* target, bool last, int error) {
-  ServerToHandleFileTransfer* server = __Existing();
-  if (error != 0 || server == nullptr) {
-    NUVPrintf(NUV_LOG_INFO,
-              "[ServerToHandleFileTransfer] HTTP Error/Non-matchin profID -- "
-              "NUVHTTPRequestReceiveNotificationCallback(...)");
-    return;
-  }
-  DMSAppMutexLock lock(server->ListLock);
-  ServerInterface* handler = server->FindInstanceInMappingList(connection);
-  if (handler == nullptr) {
-    NUVPrintf(NUV_LOG_INFO,
-              "[ServerToHandleFileTransfer]Unable to find RecvFileThruPOST instance from the list "
-              "-- NUVHTTPRequestReceiveNotificationCallback(...)");
-    return;
-  }
-  handler->HandlePayload(profile, connection, version, length, method, data, target, last);
+  dms_export::guardedVoid("NUVHTTPRequestReceiveNotificationCallback", [&] {
+    ServerToHandleFileTransfer* server = __Existing();
+    if (error != 0 || server == nullptr) {
+      NUVPrintf(NUV_LOG_INFO,
+                "[ServerToHandleFileTransfer] HTTP Error/Non-matchin profID -- "
+                "NUVHTTPRequestReceiveNotificationCallback(...)");
+      return;
+    }
+    DMSAppMutexLock lock(server->ListLock);
+    ServerInterface* handler = server->FindInstanceInMappingList(connection);
+    if (handler == nullptr) {
+      NUVPrintf(
+          NUV_LOG_INFO,
+          "[ServerToHandleFileTransfer]Unable to find RecvFileThruPOST instance from the list "
+          "-- NUVHTTPRequestReceiveNotificationCallback(...)");
+      return;
+    }
+    handler->HandlePayload(profile, connection, version, length, method, data, target, last);
+  });
 }
 
 void ServerToHandleFileTransfer::NUVHTTPSendResponseNotificationCallback(int, int connection,
                                                                          int error) {
-  ServerToHandleFileTransfer* server = __Existing();
-  if (error != 0 || server == nullptr) {
-    NUVPrintf(NUV_LOG_INFO,
-              "[ServerToHandleFileTransfer] HTTP Error -- "
-              "NUVHTTPSendResponseNotificationCallback(...)");
-    return;
-  }
-  DMSAppMutexLock lock(server->ListLock);
-  ServerInterface* handler = server->FindInstanceInMappingList(connection);
-  if (handler != nullptr && !handler->SendResponse(0)) {
-    NUVPrintf(NUV_LOG_INFO,
-              "[ServerToHandleFileTransfer] SendResponse returned FALSE -- "
-              "NUVHTTPSendResponseNotificationCallback(...)");
-  }
+  dms_export::guardedVoid("NUVHTTPSendResponseNotificationCallback", [&] {
+    ServerToHandleFileTransfer* server = __Existing();
+    if (error != 0 || server == nullptr) {
+      NUVPrintf(NUV_LOG_INFO,
+                "[ServerToHandleFileTransfer] HTTP Error -- "
+                "NUVHTTPSendResponseNotificationCallback(...)");
+      return;
+    }
+    DMSAppMutexLock lock(server->ListLock);
+    ServerInterface* handler = server->FindInstanceInMappingList(connection);
+    if (handler != nullptr && !handler->SendResponse(0)) {
+      NUVPrintf(NUV_LOG_INFO,
+                "[ServerToHandleFileTransfer] SendResponse returned FALSE -- "
+                "NUVHTTPSendResponseNotificationCallback(...)");
+    }
+  });
 }
 
 void ServerToHandleFileTransfer::NUVHTTPExceptionNotificationCallback(int, int connection,
                                                                       eExceptionType type) {
-  switch (type) {
-    case NUV_HTTP_EXCEPTION_NETWORK_DISABLED:
-      NUVPrintf(NUV_LOG_INFO,
-                "[ServerToHandleFileTransfer] Network disabled -- "
-                "NUVHTTPExceptionNotificationCallback(...)");
-      break;
-    case NUV_HTTP_EXCEPTION_SEND_FAILURE:
-      NUVPrintf(NUV_LOG_INFO,
-                "[ServerToHandleFileTransfer] Send Failure -- "
-                "NUVHTTPExceptionNotificationCallback(...)");
-      break;
-    case NUV_HTTP_EXCEPTION_SOCKET_CLOSED: {
-      NUVPrintf(NUV_LOG_INFO,
-                "[ServerToHandleFileTransfer] SocketCloseEvent -- "
-                "NUVHTTPExceptionNotificationCallback(...)");
-      ServerToHandleFileTransfer* server = __Existing();
-      if (server != nullptr) server->RemoveInstanceFromList(connection);
-      break;
+  dms_export::guardedVoid("NUVHTTPExceptionNotificationCallback", [&] {
+    switch (type) {
+      case NUV_HTTP_EXCEPTION_NETWORK_DISABLED:
+        NUVPrintf(NUV_LOG_INFO,
+                  "[ServerToHandleFileTransfer] Network disabled -- "
+                  "NUVHTTPExceptionNotificationCallback(...)");
+        break;
+      case NUV_HTTP_EXCEPTION_SEND_FAILURE:
+        NUVPrintf(NUV_LOG_INFO,
+                  "[ServerToHandleFileTransfer] Send Failure -- "
+                  "NUVHTTPExceptionNotificationCallback(...)");
+        break;
+      case NUV_HTTP_EXCEPTION_SOCKET_CLOSED: {
+        NUVPrintf(NUV_LOG_INFO,
+                  "[ServerToHandleFileTransfer] SocketCloseEvent -- "
+                  "NUVHTTPExceptionNotificationCallback(...)");
+        ServerToHandleFileTransfer* server = __Existing();
+        if (server != nullptr) server->RemoveInstanceFromList(connection);
+        break;
+      }
+      default:
+        NUVPrintf(NUV_LOG_INFO,
+                  "[ServerToHandleFileTransfer] Unknown ExceptionType -- "
+                  "NUVHTTPExceptionNotificationCallback(...)");
+        break;
     }
-    default:
-      NUVPrintf(NUV_LOG_INFO,
-                "[ServerToHandleFileTransfer] Unknown ExceptionType -- "
-                "NUVHTTPExceptionNotificationCallback(...)");
-      break;
-  }
+  });
 }
 
 void ServerToHandleFileTransfer::NUVHTTPConnectNotificationCallback(int, int) {

@@ -22,3 +22,5 @@ find_package(SQLite3 REQUIRED)
 target_link_libraries(db_robustness_test PRIVATE SQLite::SQLite3)
 # The prepared statements are tried on a raw connection of the test's own.
 target_link_libraries(listing_queries_test PRIVATE SQLite::SQLite3)
+# Allocation failures provoked at the C boundary.
+target_sources(content_engine_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/unit/failing_allocations.cpp)

@@ -14,6 +14,7 @@
 #include "container_info.h"
 #include "content_test_support.h"
 #include "dms_content_engine.h"
+#include "failing_allocations.h"
 #include "fake_stack.h"
 #include "log_capture.h"
 #include "media_registration.h"
@@ -467,3 +468,31 @@ TEST_F(Engine, UnreadableSystemUpdateIdIsLeftAlone) {
 }
 
 }  // namespace
+
+TEST_F(Engine, AllocationFailureInARequestBecomesItsFailureResult) {
+  AudioRow r;
+  r.id = 100;
+  r.path = "/m/a.mp3";
+  r.uri = "/nuvmedia/100.mp3";
+  seed(content_test::insertAudioSql(r));
+  start();
+  // Each allocation of the caller's thread fails in turn: the request is
+  // refused (1) or queued (0), and nothing escapes into the C caller.
+  Text container = s("2");
+  size_t queued = 0;
+  const int points =
+      failing_allocations::sweep([&] { return NUVCEGetContents(7, container.get(), 0, 10, true); },
+                                 [&](int rc, bool failed) {
+                                   EXPECT_TRUE(rc == 0 || (failed && rc == 1)) << rc;
+                                   if (rc == 0) ++queued;
+                                 });
+  EXPECT_GT(points, 0);
+  EXPECT_TRUE(answers().waitFor(queued));
+  // A synchronous lookup: null or the type.
+  Text path = s("/m/a.mp3");
+  failing_allocations::sweep([&] { return NUVCEGetContentMIMEType(path.get()); },
+                             [](DMSAppString* mime, bool failed) {
+                               EXPECT_TRUE(mime != nullptr || failed);
+                               delete mime;
+                             });
+}

@@ -4,6 +4,7 @@
 
 #include "directory_scanner.h"
 #include "dms_media_registration.h"
+#include "failing_allocations.h"
 #include "log_capture.h"
 #include "media_registration.h"
 #include "scanner_test_support.h"
@@ -242,3 +243,14 @@ TEST_F(Registration, MetadataQueryGivesARecordWithoutRegistering) {
 }
 
 }  // namespace
+
+TEST_F(Registration, AllocationFailureInARegistrationBecomesItsFailureResult) {
+  const std::string photo = dir_ + "/DCIM/100EPSON/EPSN0011.JPG";
+  const int points = failing_allocations::sweep(
+      [&] { return NUVUtilAddFileToDb(3, photo.c_str()); },
+      [](int rc, bool failed) { EXPECT_TRUE(rc == 0 || (failed && rc == 23)) << rc; });
+  EXPECT_GT(points, 0);
+  // However many attempts failed half-way, the photo has one row of each.
+  EXPECT_EQ("1", one(db_, "select count(*) from ObjectTable where FullPath='" + photo + "'"));
+  EXPECT_EQ("1", one(db_, "select count(*) from ImageTable where FullPath='" + photo + "'"));
+}

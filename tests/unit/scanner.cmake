@@ -21,3 +21,5 @@ add_test(NAME E2E.DaemonScan
                  $<TARGET_FILE:dmsd> ${DMS_SHARED_MEDIA_DIR})
 # Serial: daemons running side by side compete for the UPnP port.
 set_tests_properties(E2E.DaemonScan PROPERTIES LABELS e2e TIMEOUT 300 RUN_SERIAL TRUE)
+# Allocation failures provoked at the C boundary.
+target_sources(registration_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/unit/failing_allocations.cpp)

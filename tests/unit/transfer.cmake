@@ -36,3 +36,5 @@ target_include_directories(transfer_upload_test PRIVATE ${PROJECT_SOURCE_DIR}/se
 # The live view against a fake producer.
 dms_unit_test(transfer_live_view_test)
 dms_unit_test(transfer_image_codec_test)
+# Allocation failures provoked at the C boundary.
+target_sources(transfer_server_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/unit/failing_allocations.cpp)

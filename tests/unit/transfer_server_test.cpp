@@ -1,6 +1,7 @@
 // ServerToHandleFileTransfer: starting and stopping the HTTP profiles, the
 // routing of requests to handlers by method and URL, the registry and its
 // removals, and the notifications of the stack.
+#include "failing_allocations.h"
 #include "fake_live_view.h"
 #include "log_capture.h"
 #include "rvf_streaming_thru_get.h"
@@ -357,4 +358,23 @@ TEST_F(TransferServer, CallbacksWithoutAServerReleaseAndReturn) {
   EXPECT_EQ(FakeHttp::instance().unreleasedRequests(), 0);
   FakeHttp::instance().raiseException(1, 42, NUV_HTTP_EXCEPTION_SOCKET_CLOSED);
   server_ = ServerToHandleFileTransfer::GetInstance();
+}
+
+TEST_F(TransferServer, AllocationFailureInAHeaderNotificationStaysInTheCallback) {
+  ASSERT_EQ(start(5), 0);
+  // The notification runs on one of the HTTP server's threads: whatever
+  // fails inside, the call returns.
+  int n = 0;
+  for (bool failed = true; failed; ++n) {
+    stNUVAppList* request = FakeHttp::instance().makeRequest(NUV_HTTP_GET, "/nuvmedia/2.mp3");
+    {
+      failing_allocations::Armed armed(n);
+      EXPECT_NO_THROW(ServerToHandleFileTransfer::NUVHTTPRequestHeaderInfoNotificationCallback(
+          1, 100 + n, request, 0));
+      failed = armed.failed();
+    }
+    FakeHttp::instance().raiseException(1, 100 + n, NUV_HTTP_EXCEPTION_SOCKET_CLOSED);
+  }
+  EXPECT_GT(n, 1);
+  EXPECT_EQ(server_->InstanceCount(), 0);
 }

@@ -1,15 +1,16 @@
 // The one place where a C++ exception is stopped at the C boundary: every
-// exported function of the server layer runs its body through guarded(),
+// exported function of libdms, and every callback it hands the stack, runs
+// its body through guarded(),
 // so a failure inside (out of memory in a std::string, say) becomes the
 // function's failure result and a level-2 log line, never an escaping throw.
-#ifndef DMS_SERVER_EXPORT_GUARD_H
-#define DMS_SERVER_EXPORT_GUARD_H
+#ifndef DMS_PLATFORM_EXPORT_GUARD_H
+#define DMS_PLATFORM_EXPORT_GUARD_H
 
 #include <exception>
 
 #include "nuv_log.h"
 
-namespace dms_server {
+namespace dms_export {
 
 // Runs `body` and returns its result, or `onFailure` if it threw.
 template <typename R, typename F>
@@ -33,6 +34,6 @@ void guardedVoid(const char* function, F&& body) noexcept {
   });
 }
 
-}  // namespace dms_server
+}  // namespace dms_export
 
-#endif  // DMS_SERVER_EXPORT_GUARD_H
+#endif  // DMS_PLATFORM_EXPORT_GUARD_H
