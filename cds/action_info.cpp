@@ -1,6 +1,7 @@
 // DMSAppActionInfo, AppArgumentList and the argument-list helpers.
 #include "action_info.h"
 
+#include <memory>
 #include <new>
 
 #include "dms_list.h"
@@ -29,12 +30,17 @@ AppArgumentList::~AppArgumentList() {
 DMSAppActionInfo::DMSAppActionInfo(int connectionID, int actionID, const DMSAppString* serviceName,
                                    const DMSAppString* actionName, const DMSAppString* ipAddress,
                                    DMSCDSList* argList)
-    : connectionID_(connectionID),
-      actionID_(actionID),
-      serviceName_(dms_cds::copyString(serviceName)),
-      actionName_(dms_cds::copyString(actionName)),
-      ipAddress_(dms_cds::copyString(ipAddress)),
-      argList_(argList) {}
+    : connectionID_(connectionID), actionID_(actionID) {
+  // Copied first, so that a copy that throws leaves nothing behind and the
+  // argument list with the caller.
+  std::unique_ptr<DMSAppString> service(dms_cds::copyString(serviceName));
+  std::unique_ptr<DMSAppString> action(dms_cds::copyString(actionName));
+  std::unique_ptr<DMSAppString> address(dms_cds::copyString(ipAddress));
+  serviceName_ = service.release();
+  actionName_ = action.release();
+  ipAddress_ = address.release();
+  argList_ = argList;
+}
 
 DMSAppActionInfo::~DMSAppActionInfo() {
   dms_cds::deleteArgumentList(argList_);

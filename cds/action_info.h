@@ -69,10 +69,10 @@ class DMSAppActionInfo {
  private:
   int connectionID_;
   int actionID_;
-  DMSAppString* serviceName_;
-  DMSAppString* actionName_;
-  DMSAppString* ipAddress_;
-  DMSCDSList* argList_;
+  DMSAppString* serviceName_ = nullptr;
+  DMSAppString* actionName_ = nullptr;
+  DMSAppString* ipAddress_ = nullptr;
+  DMSCDSList* argList_ = nullptr;
 };
 
 namespace dms_cds {

@@ -63,6 +63,10 @@ bool copyArguments(stNUVAppList* request, DMSCDSList* list) {
   return true;
 }
 
+struct DeleteArguments {
+  void operator()(DMSCDSList* list) const { dms_cds::deleteArgumentList(list); }
+};
+
 // Standard ContentDirectory actions this server declines on purpose (602).
 bool isDeclinedStandardAction(const DMSAppString* name) {
   for (const char* declined : {"Search", "UpdateObject", "DeleteResource", "CreateReference"})
@@ -103,9 +107,6 @@ int UPnPAppCDS::HandleCDSActionRequest(int connectionID, int actionID, stNUVAppL
     }
     ~ReleaseRequest() { now(); }
   } release{request};
-  struct DeleteArguments {
-    void operator()(DMSCDSList* list) const { dms_cds::deleteArgumentList(list); }
-  };
   char* rawName = nullptr;
   if (HNuvDMSGetActionName(request, &rawName) != 0) rawName = nullptr;
   std::unique_ptr<DMSAppString> name(copyStackText(rawName));
@@ -143,6 +144,8 @@ int UPnPAppCDS::HandleCDSActionRequest(int connectionID, int actionID, stNUVAppL
 
 int UPnPAppCDS::ProcessHTTPSOAPRequest(int connectionID, int actionID, DMSAppString* actionName,
                                        DMSAppString* ipAddress, DMSCDSList* arguments) {
+  // The arguments are ours until the record holds them.
+  std::unique_ptr<DMSCDSList, DeleteArguments> owned(arguments);
   NUVPrintf(NUV_LOG_INFO, "[UPnPAppCDS::ProcessHTTPSOAPRequest] %s, %s", textOf(actionName),
             textOf(ipAddress));
   auto* actionInfo = new (std::nothrow)
@@ -150,10 +153,11 @@ int UPnPAppCDS::ProcessHTTPSOAPRequest(int connectionID, int actionID, DMSAppStr
   if (actionInfo == nullptr) {
     NUVPrintf(NUV_LOG_ERROR,
               "[UPnPAppCDS::ProcessHTTPSOAPRequest] Memory allocation failed!!! DMSAppActionInfo");
-    dms_cds::deleteArgumentList(arguments);
+    owned.reset();
     __SendErrorSOAPMessage(connectionID, actionID, &serviceType_, 500, 501);
     return 1;
   }
+  owned.release();
   return __DispatchAction(actionInfo);
 }
 
@@ -178,6 +182,9 @@ int UPnPAppCDS::__DispatchAction(DMSAppActionInfo* actionInfo) {
       {"X_GetFeatureList", &UPnPAppCDS::__X_GetFeatureList, true},
   };
 
+  // The record is the dispatcher's, and freed however the dispatch ends,
+  // until an asynchronous handler or the camera takes it.
+  std::unique_ptr<DMSAppActionInfo> owned(actionInfo);
   NUVPrintf(NUV_LOG_INFO, "UPnPAppCDS::%s () is called", "__DispatchAction");
   if (actionInfo == nullptr) {
     NUVPrintf(
@@ -189,20 +196,20 @@ int UPnPAppCDS::__DispatchAction(DMSAppActionInfo* actionInfo) {
   const DMSAppString* name = actionInfo->ReadActionName();
   for (const ActionEntry& entry : kActionTable) {
     if (name == nullptr || name->CompareI(entry.name) != 0) continue;
-    // A synchronous handler leaves the record to the dispatcher, which
-    // frees it however the handler ends.
-    std::unique_ptr<DMSAppActionInfo> owned(entry.synchronous ? actionInfo : nullptr);
+    if (!entry.synchronous) owned.release();
     return (this->*entry.handler)(actionInfo);
   }
 
   const int taken = __RVFProcessAction(actionInfo);
-  if (taken != 0) return taken;
+  if (taken != 0) {
+    owned.release();
+    return taken;
+  }
   const int code = isDeclinedStandardAction(name) ? 602 : 401;
   NUVPrintf(NUV_LOG_ERROR,
             "[UPnPAppCDS::__DispatchAction] Action dispatch failed!!!, UPnPError = %d", code);
   __SendErrorSOAPMessage(actionInfo->GetConnectionID(), actionInfo->GetActionID(), &serviceType_,
                          500, code);
-  delete actionInfo;
   return code;
 }
 
@@ -220,8 +227,17 @@ int UPnPAppCDS::__RVFProcessAction(DMSAppActionInfo* actionInfo) {
 }
 
 extern "C" void DMSAppCDSActionCallback(int connectionID, int actionID, stNUVAppList* request) {
+  UPnPAppCDS* cds = nullptr;
   try {
-    UPnPAppCDS::GetInstance()->HandleCDSActionRequest(connectionID, actionID, request);
+    cds = UPnPAppCDS::GetInstance();
+  } catch (...) {
+    // Without the service the request is still the stack's to get back.
+    HNuvDMSReleaseUIRequestData(request);
+    NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] Action %d dropped: out of memory", actionID);
+    return;
+  }
+  try {
+    cds->HandleCDSActionRequest(connectionID, actionID, request);
   } catch (...) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] Action %d dropped: out of memory", actionID);
   }

@@ -52,6 +52,17 @@ int UPnPAppCDS::faultCodeFor(int resultCode) {
 
 int UPnPAppCDS::NotifyCommandResponse(int resultCode, DMSAppActionInfo* actionInfo,
                                       DMSCDSList* outArguments, unsigned int implementationID) {
+  // The output list is ours, and the implementation object is done with,
+  // however the answer ends.
+  struct Finish {
+    DMSCDSList* out;
+    unsigned int implementationID;
+    ~Finish() {
+      dms_cds::deleteArgumentList(out);
+      // Deletes the implementation object, and with it the action record.
+      if (implementationID != 0) UPnPCDSImplManager::GetInstance()->Remove(implementationID);
+    }
+  } finish{outArguments, implementationID};
   NUVPrintf(NUV_LOG_INFO, "[UPnPAppCDS::NotifyCommandResponse]is called");
   int result = 1;
   if (actionInfo == nullptr) {
@@ -75,9 +86,6 @@ int UPnPAppCDS::NotifyCommandResponse(int resultCode, DMSAppActionInfo* actionIn
     __SendErrorSOAPMessage(actionInfo->GetConnectionID(), actionInfo->GetActionID(), &serviceType_,
                            500, faultCodeFor(resultCode));
   }
-  dms_cds::deleteArgumentList(outArguments);
-  // Deletes the implementation object, and with it `actionInfo`.
-  if (implementationID != 0) UPnPCDSImplManager::GetInstance()->Remove(implementationID);
   return result;
 }
 

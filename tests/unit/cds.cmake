@@ -16,3 +16,5 @@ dms_unit_test(cds_object_test)
 target_compile_definitions(cds_browse_engine_test
                            PRIVATE DMS_SHARED_DIR="${CMAKE_SOURCE_DIR}/../shared")
 target_include_directories(cds_object_test PRIVATE ${PROJECT_SOURCE_DIR}/server)
+# Allocation failures provoked at the C boundary.
+target_sources(cds_dispatch_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/unit/failing_allocations.cpp)

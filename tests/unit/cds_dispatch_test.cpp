@@ -11,6 +11,7 @@
 #include "dms_content_engine.h"
 #include "dms_conversions.h"
 #include "dms_platform.h"
+#include "failing_allocations.h"
 #include "log_capture.h"
 
 class UPnPAppCDSTestPeer {
@@ -374,4 +375,24 @@ TEST_F(UPnPAppCDSDispatchTest, ConcurrentActionsAreEachAnsweredOnce) {
   for (const FakeResponse& response : FakeStack::instance().responses())
     ++answers[static_cast<size_t>(response.actionID - 1000000)];
   for (int count : answers) EXPECT_EQ(count, 1);
+}
+
+TEST_F(UPnPAppCDSDispatchTest, AllocationFailureInAnActionStaysInTheCallback) {
+  // The stack's thread must get its call back whatever fails inside; the
+  // action is then answered or dropped (the stack answers 501 for it).
+  int n = 0;
+  for (bool failed = true; failed; ++n) {
+    stNUVAppList* request = FakeStack::makeAction("GetSystemUpdateID", kClientIP, {});
+    const size_t before = FakeStack::instance().responses().size();
+    {
+      failing_allocations::Armed armed(n);
+      EXPECT_NO_THROW(DMSAppCDSActionCallback(9, 100 + n, request));
+      failed = armed.failed();
+    }
+    EXPECT_LE(FakeStack::instance().responses().size(), before + 1);
+    if (!failed) {
+      EXPECT_EQ(FakeStack::instance().responses().size(), before + 1);
+    }
+  }
+  EXPECT_GT(n, 1);
 }
