@@ -19,6 +19,7 @@
 #include "log_capture.h"
 #include "media_registration.h"
 #include "temporary_contents_manager.h"
+#include "timer_barrier.h"
 
 namespace {
 
@@ -266,8 +267,8 @@ TEST_F(Engine, RegisteringTheUploadEndsTheTemporaryLifeAndItsTimer) {
   EXPECT_TRUE(log.has("Deleting content with ID - 1 from TempContentsManager"));
   EXPECT_TRUE(log.has("[TemporaryContentsManager] Deleted content with ID 1 -- to remove"));
   EXPECT_EQ(0, TemporaryContentsManager::GetInstance()->GetTotalMatches(s("1").get()));
-  // Well past the (shortened) delay, nothing was destroyed.
-  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  // Past the (shortened) delay, nothing was destroyed.
+  ASSERT_TRUE(timer_barrier::passBeyond(600));
   EXPECT_FALSE(log.has("TemporaryContentsManager::AutoDestroyCallback"));
   EXPECT_EQ(1u, answers().answers().size());
   EXPECT_EQ("1|1\n", shell(dbPath(),

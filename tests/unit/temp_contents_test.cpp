@@ -12,6 +12,7 @@
 #include "dms_list.h"
 #include "log_capture.h"
 #include "temporary_contents_manager.h"
+#include "timer_barrier.h"
 
 namespace {
 
@@ -146,7 +147,7 @@ TEST_F(TempContents, DestroyingTheManagerStopsItsTimers) {
   ASSERT_EQ(1, temp()->AddContent(s("21").get(), record(1, "/up/x.jpg", "http://h/x")));
   LogCapture log;
   TemporaryContentsManager::DestroyInstance();
-  std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+  ASSERT_TRUE(timer_barrier::passBeyond(500));
   EXPECT_FALSE(log.has("TemporaryContentsManager::AutoDestroyCallback"));
 }
 

@@ -15,6 +15,7 @@
 #include "dms_string.h"
 #include "dms_timer.h"
 #include "log_capture.h"
+#include "timer_barrier.h"
 
 namespace {
 
@@ -194,13 +195,13 @@ TEST_F(Timers, StartWithNullCallbackIsRefusedAndLogged) {
   LogCapture log;
   EXPECT_EQ(0, DMSAppStartTimer(handle, 10, nullptr, nullptr));
   EXPECT_TRUE(log.has("Timer: NUVStartTimer: callback or timeout is invalid"));
-  std::this_thread::sleep_for(milliseconds(100));
+  ASSERT_TRUE(timer_barrier::passBeyond(20));
   EXPECT_TRUE(exists(handle));  // never armed, so still there
 }
 
 TEST_F(Timers, StartOnUnknownHandleReturnsOneAndDoesNothing) {
   EXPECT_EQ(1, DMSAppStartTimer(77, 1, &Recorder::callback, asParam(&recorder_)));
-  std::this_thread::sleep_for(milliseconds(100));
+  ASSERT_TRUE(timer_barrier::passBeyond(20));
   EXPECT_EQ(0u, recorder_.count());
 }
 
@@ -236,7 +237,7 @@ TEST_F(Timers, TimersFireInOrderOfExpiry) {
 TEST_F(Timers, ZeroMsStartNeverFiresAndLeavesTheTimerToItsOwner) {
   unsigned long handle = createNamed("zero");
   EXPECT_EQ(1, DMSAppStartTimer(handle, 0, &Recorder::callback, asParam(&recorder_)));
-  std::this_thread::sleep_for(milliseconds(300));
+  ASSERT_TRUE(timer_barrier::passBeyond(50));
   EXPECT_EQ(0u, recorder_.count());
   EXPECT_TRUE(exists(handle));
   EXPECT_EQ(1, DMSAppDeleteTimer(handle));
@@ -257,7 +258,7 @@ TEST_F(Timers, TimerOf1500MsFiresOnceAfterItsTimeAndIsThenGone) {
 
   // The handle is gone: a new start is accepted but nothing happens.
   EXPECT_EQ(1, DMSAppStartTimer(handle, 10, &Recorder::callback, asParam(&recorder_)));
-  std::this_thread::sleep_for(milliseconds(200));
+  ASSERT_TRUE(timer_barrier::passBeyond(50));
   EXPECT_EQ(1u, recorder_.count());
 }
 
@@ -266,13 +267,13 @@ TEST_F(Timers, StartOfARunningTimerRearmsIt) {
   ASSERT_EQ(1, DMSAppStartTimer(handle, 400, &Recorder::callback, asParam(&recorder_)));
   Clock::time_point rearmed = Clock::now();
   ASSERT_EQ(1, DMSAppStartTimer(handle, 1000, &Recorder::callback, asParam(&recorder_)));
-  std::this_thread::sleep_for(milliseconds(600));
+  ASSERT_TRUE(timer_barrier::passBeyond(600));  // beyond the first arming's 400 ms
   EXPECT_EQ(0u, recorder_.count());
   ASSERT_TRUE(waitFor([&] { return recorder_.count() == 1; }));
   auto elapsed =
       std::chrono::duration_cast<milliseconds>(recorder_.calls()[0].at - rearmed).count();
   EXPECT_GE(elapsed, 1000);
-  std::this_thread::sleep_for(milliseconds(100));
+  ASSERT_TRUE(timer_barrier::passBeyond(50));
   EXPECT_EQ(1u, recorder_.count());
 }
 
@@ -280,7 +281,7 @@ TEST_F(Timers, StartWithZeroMsDisarmsARunningTimer) {
   unsigned long handle = createNamed("t");
   ASSERT_EQ(1, DMSAppStartTimer(handle, 500, &Recorder::callback, asParam(&recorder_)));
   ASSERT_EQ(1, DMSAppStartTimer(handle, 0, &Recorder::callback, asParam(&recorder_)));
-  std::this_thread::sleep_for(milliseconds(700));
+  ASSERT_TRUE(timer_barrier::passBeyond(600));  // beyond the 500 ms it was armed for
   EXPECT_EQ(0u, recorder_.count());
   EXPECT_TRUE(exists(handle));
 }
@@ -289,7 +290,7 @@ TEST_F(Timers, DeleteBeforeExpiryPreventsFiring) {
   unsigned long handle = createNamed("t");
   ASSERT_EQ(1, DMSAppStartTimer(handle, 300, &Recorder::callback, asParam(&recorder_)));
   EXPECT_EQ(1, DMSAppDeleteTimer(handle));
-  std::this_thread::sleep_for(milliseconds(500));
+  ASSERT_TRUE(timer_barrier::passBeyond(400));  // beyond the 300 ms it was armed for
   EXPECT_EQ(0u, recorder_.count());
 }
 
@@ -315,7 +316,7 @@ TEST_F(Timers, DeletingFromAnotherCallbackPreventsFiringInTheSamePoll) {
   std::this_thread::sleep_for(milliseconds(50));  // both run out while the thread is held
   gate->release();
   ASSERT_TRUE(waitFor([&] { return recorder_.count() >= 1; }));
-  std::this_thread::sleep_for(milliseconds(200));
+  ASSERT_TRUE(timer_barrier::passBeyond(20));
   EXPECT_EQ((std::vector<unsigned long>{killer}), recorder_.handles());
   EXPECT_FALSE(exists(victim));
 }
