@@ -84,7 +84,7 @@ export QEMU_LD_PREFIX="$sysroot"
 # the tests' timing windows: a test that fails is run once more, and both
 # runs are in the log.
 unshare -n sh -c "ip link set lo up && cd '$build' && \
-    ctest -L unit -E '^($excluded)\$' -j '$(nproc)' --timeout 900 --output-on-failure \
+    ctest -L 'unit|loopback' -E '^($excluded)\$' -j '$(nproc)' --timeout 900 --output-on-failure \
         --repeat until-pass:2" \
     >"$build/test.log" 2>&1 || status=$?
 tail -n 12 "$build/test.log"

@@ -10,10 +10,17 @@ add_library(dmsstack_test_support INTERFACE)
 target_link_libraries(dmsstack_test_support INTERFACE dmsstack GTest::gtest GTest::gtest_main)
 target_include_directories(dmsstack_test_support INTERFACE ${PROJECT_SOURCE_DIR}/stack/device)
 
+# LOOPBACK: the tests talk to servers of their own on 127.0.0.1, so they are
+# labelled "loopback" rather than "unit" (unit tests open no socket).
 function(dms_stack_unit_test name)
+  cmake_parse_arguments(ARG "LOOPBACK" "" "" ${ARGN})
   add_executable(${name} ${DMS_STACK_TEST_DIR}/${name}.cpp)
   target_link_libraries(${name} PRIVATE dmsstack_test_support)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS unit ENVIRONMENT
+  set(label unit)
+  if(ARG_LOOPBACK)
+    set(label loopback)
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${label} ENVIRONMENT
                        "${DMS_TEST_MALLOC_TUNABLES}")
 endfunction()
 

@@ -17,16 +17,16 @@ target_link_libraries(stack_http_transfer_test PRIVATE dms dms_internal dmsstack
 target_include_directories(stack_http_transfer_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/unit
                                                             ${CMAKE_CURRENT_SOURCE_DIR}/fakes)
 gtest_discover_tests(stack_http_transfer_test DISCOVERY_TIMEOUT 60
-                     PROPERTIES LABELS unit TIMEOUT 300)
+                     PROPERTIES LABELS loopback TIMEOUT 300)
 
 # The stack's HTTP side alone (libdmsstack, with its internal headers).
 dms_stack_unit_test(stack_http_records_test)
 target_include_directories(stack_http_records_test PRIVATE ${PROJECT_SOURCE_DIR}/stack/http)
-dms_stack_unit_test(stack_http_server_test)
+dms_stack_unit_test(stack_http_server_test LOOPBACK)
 target_include_directories(stack_http_server_test PRIVATE ${PROJECT_SOURCE_DIR}/stack/http)
 dms_stack_unit_test(stack_http_connection_test)
 target_include_directories(stack_http_connection_test PRIVATE ${PROJECT_SOURCE_DIR}/stack/http)
-dms_stack_unit_test(stack_http_client_test)
+dms_stack_unit_test(stack_http_client_test LOOPBACK)
 target_include_directories(stack_http_client_test PRIVATE ${PROJECT_SOURCE_DIR}/stack/http)
 dms_stack_unit_test(stack_response_header_block_test)
 target_include_directories(stack_response_header_block_test
