@@ -83,17 +83,22 @@ bool startLiveView(const DaemonOptions& o, const StatePaths& paths) {
   return true;
 }
 
-// The substitute pictures are installed data; a dmsd run from its build tree
-// takes them from the source tree instead.
+// The substitute pictures are installed data: ../share/dmsd/pictures from
+// the executable when there (a relocated install, the build tree), the
+// configured DMS_PICTURES_DIR otherwise.
 std::string picturesDir() {
-#if defined(DMS_BUILD_APP_DIR) && defined(DMS_SOURCE_PICTURES_DIR)
   char self[PATH_MAX];
   ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
   if (n > 0) {
     std::string exe(self, static_cast<size_t>(n));
-    if (exe.substr(0, exe.rfind('/')) == DMS_BUILD_APP_DIR) return DMS_SOURCE_PICTURES_DIR;
+    const std::string beside = exe.substr(0, exe.rfind('/')) + "/../share/dmsd/pictures";
+    char resolved[PATH_MAX];
+    struct stat st {};
+    if (realpath(beside.c_str(), resolved) != nullptr && stat(resolved, &st) == 0 &&
+        S_ISDIR(st.st_mode)) {
+      return resolved;
+    }
   }
-#endif
   return DMS_PICTURES_DIR;
 }
 

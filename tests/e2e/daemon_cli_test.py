@@ -21,6 +21,7 @@ import unittest
 import urllib.error
 import urllib.request
 
+import netns
 from e2e_common import CDS, CDS_CONTROL, envelope
 
 DMSD = None
@@ -676,18 +677,8 @@ class DaemonCommandLine(unittest.TestCase):
         self.stop_with(signal.SIGINT)
 
 
-def enter_private_network():
-    """Re-runs this script in a new network namespace (as root, or as root
-    of a new user namespace) and brings its loopback up there."""
-    if os.environ.get("DMS_CLI_NETNS") != "1":
-        env = dict(os.environ, DMS_CLI_NETNS="1")
-        flags = "-n" if os.geteuid() == 0 else "-rn"
-        os.execvpe("unshare", ["unshare", flags, sys.executable] + sys.argv, env)
-    subprocess.run(["ip", "link", "set", "lo", "up"], check=True)
-
-
 if __name__ == "__main__":
-    enter_private_network()
+    netns.enter_private_network()
     DMSD = sys.argv.pop(1)
     MEDIA = sys.argv.pop(1)
     unittest.main(verbosity=2)

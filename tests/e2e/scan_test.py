@@ -9,12 +9,16 @@ import shutil
 import signal
 import socket
 import sqlite3
+import struct
 import subprocess
 import sys
 import tempfile
 import threading
 import time
 import unittest
+import urllib.request
+
+import netns
 
 DMSD = None
 MEDIA = None
@@ -40,9 +44,10 @@ class Daemon:
         self.lines = queue.Queue()
         self.seen = []
         self.errors = tempfile.TemporaryFile("w+")
+        self.port = free_port()
         self.proc = subprocess.Popen(
             [DMSD, "--media", media, "--state", state, "--address", "127.0.0.1",
-             "--port", str(free_port()), "--upnp-port", str(free_port()), *extra],
+             "--port", str(self.port), "--upnp-port", str(free_port()), *extra],
             stdout=subprocess.PIPE, stderr=self.errors, text=True)
         threading.Thread(target=self._read, daemon=True).start()
         self.db = os.path.join(state, "media.db")
@@ -190,6 +195,34 @@ class DaemonScan(unittest.TestCase):
         self.assertEqual(d.query("select count(*) from ObjectTable where FullPath=?", song)[0][0],
                          0)
 
+    def test_a_video_without_a_picture_gets_the_installed_stand_in(self):
+        # A movie whose frames are all damaged: listed, but no picture of it
+        # can be made, so its thumbnail is the stand-in that is installed
+        # (in the build tree, staged beside dmsd as it is installed).
+        movie = os.path.join(self.media, "damaged.mp4")
+        subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i",
+                        "testsrc=size=320x240:rate=15", "-t", "1", "-pix_fmt", "yuv420p",
+                        movie], check=True)
+        with open(movie, "r+b") as f:
+            data = bytearray(f.read())
+            at = 0
+            while at + 8 <= len(data):
+                size, kind = struct.unpack(">I4s", data[at:at + 8])
+                if kind == b"mdat":
+                    data[at + 8:at + size] = bytes(size - 8)
+                at += size
+            f.seek(0)
+            f.write(data)
+        d = self.start(self.media)
+        d.wait_for("done:")
+        (uri,) = d.query("select Thumbnailuri from VideoTable")[0]
+        with urllib.request.urlopen("http://127.0.0.1:%d%s" % (d.port, uri), timeout=30) as r:
+            served = r.read()
+        stand_in = os.path.join(os.path.dirname(os.path.realpath(DMSD)), "..", "share", "dmsd",
+                                "pictures", "NoThumb.JPG")
+        with open(stand_in, "rb") as f:
+            self.assertEqual(served, f.read())
+
     def test_folders_moved_in_and_out_are_registered_and_removed(self):
         d = self.start(self.media)
         d.wait_for("done:")
@@ -238,6 +271,7 @@ class DaemonScan(unittest.TestCase):
 
 
 if __name__ == "__main__":
+    netns.enter_private_network()
     DMSD = sys.argv.pop(1)
     MEDIA = os.path.realpath(sys.argv.pop(1))
     unittest.main(verbosity=2)
