@@ -90,6 +90,8 @@ int ReloadAccessPolicy(int connectionID, const DaemonOptions& options) {
   DmsAppACLTerminate();
   if (DmsAppACLInitialize() != 1) return 0;
   gWaiting = false;
+  // The companions' name rule that DMSAppStart adds, which re-initialising
+  // dropped.
   DmsAppACLAddDevNameFilterRule("TLX_HHP_", 0, "+");
   return ApplyAccessPolicy(connectionID, options);
 }

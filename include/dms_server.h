@@ -65,7 +65,10 @@ DMSAppString* DMSAppDMSGetClientInterfaceIPAddressMA(const char* clientIP);
 DMSAppString* DMSAppGetStateVariableValue(const char* serviceType, const char* variableName);
 int DMSAppSendTransferIDEvent(DMSAppString* transferIDs);
 int DmsSetFriendlyName(const char* descriptionDir, const char* modelName);
-int DMSAppSendAliveTemporary(int unused, int a, int b);
+/* Re-announces the device on the network: `count` alive rounds (0 for one)
+ * with `maxAge` seconds (0 for the default); the first value is not used.
+ * 1 on success, 0 on failure. */
+int DMSAppSendAliveTemporary(int unused, int count, int maxAge);
 int DMSDeleteMediaDB(const char* path);
 /* A new 512-byte buffer "kind$id" (release with DMSAppMemFree), or NULL. */
 char* DMSGetItemObjectID(const char* filePath);
@@ -81,7 +84,10 @@ int DmsAppACLInitialize(void);
 int DmsAppACLTerminate(void);
 int DmsAppACLSetMode(int mode);
 int DmsAppACLAddDevNameFilterRule(const char* namePrefix, int flag, const char* rule);
-int DmsAppACLAddEntry(int a, int b);
+/* The user's answer about the device that waits: `decision`
+ * (NUV_ACL_ADMIT, NUV_ACL_REFUSE of nuv_dms.h) and the entry `kind`
+ * (NUV_ACL_ENTRY_PENDING: the device last reported). 1 on success. */
+int DmsAppACLAddEntry(int decision, int kind);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -177,8 +177,9 @@ int DmsAppACLAddDevNameFilterRule(const char* namePrefix, int flag, const char* 
 // The IP address and device name are fixed placeholders on purpose: with
 // the pending-device kind the stack applies the decision to the device it
 // last reported and ignores both.
-int DmsAppACLAddEntry(int a, int b) {
-  const bool ok = NUVDmsACLAddEntry(DMSGetConnectionID(), a, b, "1.1.1.1", "DEV_MELONG") == 0;
+int DmsAppACLAddEntry(int decision, int kind) {
+  const bool ok =
+      NUVDmsACLAddEntry(DMSGetConnectionID(), decision, kind, "1.1.1.1", "DEV_MELONG") == 0;
   dms_server::clearConfirmationPending();
   return report("DmsAppACLAddEntry", ok);
 }

@@ -45,8 +45,8 @@ int DmsSetFriendlyName(const char* descriptionDir, const char* modelName) {
   });
 }
 
-int DMSAppSendAliveTemporary(int /*unused*/, int a, int b) {
-  if (NUVDMSSendAliveTemporary(DMSGetConnectionID(), a, b) == 0) {
+int DMSAppSendAliveTemporary(int /*unused*/, int count, int maxAge) {
+  if (NUVDMSSendAliveTemporary(DMSGetConnectionID(), count, maxAge) == 0) {
     NUVPrintf(1, "DMSAppSendAliveTemporary  SUCCESS");
     return 1;
   }

@@ -94,9 +94,11 @@ int start(int aclMode, int maxAge, int stackFlags) {
   NUVPrintf(1, "[DMSAppInitialize] NUVDMSStart  SUCCESS");
   DmsAppACLInitialize();
   DmsAppACLSetMode(GetAllShareMode() == kShareWithAll ? aclMode : kConfirmMode);
-  // Devices that name themselves so are let in whatever the mode. The rule
-  // admits by name alone, which any client can send (see DMSAppStart's
-  // contract in dms_server.h and ACCESS MODES in dmsd(8)).
+  // The camera's handheld companions name themselves with this prefix; they
+  // are let in whatever the mode, so that a phone paired with the camera is
+  // never held at a question on its screen. The rule admits by name alone,
+  // which any client can send: a convenience, not a credential (see
+  // DMSAppStart's contract in dms_server.h and ACCESS MODES in dmsd(8)).
   DmsAppACLAddDevNameFilterRule("TLX_HHP_", 0, "+");
   return 1;
 }
