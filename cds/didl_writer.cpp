@@ -75,14 +75,13 @@ std::unique_ptr<DMSAppString> pendingImportURI(const ContentsEnumeratorArgument*
       std::string(textOf(record->GetFilePath())) + "/" + textOf(record->GetFileName());
   DMSAppString fullPath(path.c_str());
   std::unique_ptr<DMSAppString> importURI;
-  temporary->AcquireMutex();
-  const TempContentInfo* entry = temporary->GetContentInformation(&fullPath);
+  TemporaryContentsLock lock(temporary);
+  const TempContentInfo* entry = lock.entryOf(&fullPath);
   if (entry != nullptr) {
     NUVPrintf(NUV_LOG_INFO, "Stil present in TempContentsManager -- %s  importURI:%s",
               textOf(entry->contentID), textOf(entry->importURI));
     importURI.reset(new (std::nothrow) DMSAppString(textOf(entry->importURI)));
   }
-  temporary->ReleaseMutex();
   return importURI;
 }
 

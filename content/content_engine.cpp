@@ -167,15 +167,14 @@ DMSAppString* NUVCERegisterUploadedContent(unsigned int /*requestID*/,
             tree() == nullptr ? nullptr : TemporaryContentsManager::GetInstance();
         DMSAppString* id = nullptr;
         if (temp != nullptr) {
-          temp->AcquireMutex();
-          TempContentInfo* entry = temp->GetContentInformation(path);
+          TemporaryContentsLock lock(temp);
+          TempContentInfo* entry = lock.entryOf(path);
           if (entry != nullptr) id = text_util::copyOf(entry->contentID);
           if (id != nullptr) {
             NUVPrintf(NUV_LOG_INFO, "Deleting content with ID - %s from TempContentsManager",
                       text_util::textOf(id));
             temp->RemoveContent(id);
           }
-          temp->ReleaseMutex();
         }
         if (id == nullptr) {
           NUVPrintf(NUV_LOG_ERROR,

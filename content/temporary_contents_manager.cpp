@@ -23,20 +23,6 @@ std::mutex gLifetimeMutex;
 std::atomic<TemporaryContentsManager*> gInstance{nullptr};
 std::atomic<unsigned long> gAutoDestroyDelayMs{content_limits::kTempContentLifetimeMs};
 
-// Holds "TempContManagerMutex" for a scope.
-class ScopedTempLock {
- public:
-  explicit ScopedTempLock(TemporaryContentsManager* manager) : manager_(manager) {
-    manager_->AcquireMutex();
-  }
-  ~ScopedTempLock() { manager_->ReleaseMutex(); }
-  ScopedTempLock(const ScopedTempLock&) = delete;
-  ScopedTempLock& operator=(const ScopedTempLock&) = delete;
-
- private:
-  TemporaryContentsManager* manager_;
-};
-
 // Walks `list` from its first entry; `visit` returns true to stop there.
 template <typename Visit>
 TempContentInfo* findEntry(DMSCDSList* list, Visit visit) {
@@ -148,7 +134,7 @@ int TemporaryContentsManager::AddContent(DMSAppString* id, ContentsEnumeratorArg
 
   // Listed before the timer starts, so that even a very short delay finds
   // its entry.
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   if (entries_->AddItem(entry) != 0) {
     NUVPrintf(NUV_LOG_ERROR, "[TemporaryContentsManager] Malloc failed AddContent()");
     freeEntry(entry);
@@ -171,7 +157,7 @@ TempContentInfo* TemporaryContentsManager::findByContentID(const DMSAppString* i
 
 int TemporaryContentsManager::RemoveContent(DMSAppString* id) {
   if (id == nullptr) return 0;
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   TempContentInfo* entry = findByContentID(id);
   const char* text = text_util::textOf(id);
   if (entry == nullptr) {
@@ -191,7 +177,7 @@ int TemporaryContentsManager::RemoveContent(DMSAppString* id) {
 
 bool TemporaryContentsManager::takeExpired(unsigned long timer, DMSAppString** containerID,
                                            DMSAppString** contentID) {
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   TempContentInfo* entry =
       findEntry(entries_, [timer](TempContentInfo* e) { return e->timerHandle == timer; });
   if (entry == nullptr) return false;
@@ -227,7 +213,7 @@ void TemporaryContentsManager::AutoDestroyCallback(unsigned long timer, unsigned
 }
 
 DMSCDSList* TemporaryContentsManager::GetContentList(DMSAppString* containerID) {
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   DMSCDSList* matches = nullptr;
   findEntry(entries_, [&matches, containerID](TempContentInfo* e) {
     if (!text_util::sameText(e->containerID, containerID)) return false;
@@ -239,7 +225,7 @@ DMSCDSList* TemporaryContentsManager::GetContentList(DMSAppString* containerID) 
 }
 
 int TemporaryContentsManager::GetTotalMatches(DMSAppString* containerID) {
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   int total = 0;
   findEntry(entries_, [&total, containerID](TempContentInfo* e) {
     if (text_util::sameText(e->containerID, containerID)) ++total;
@@ -251,7 +237,7 @@ int TemporaryContentsManager::GetTotalMatches(DMSAppString* containerID) {
 TempContentInfo* TemporaryContentsManager::GetContentInformation(DMSAppString* filePath) {
   const char* text = text_util::textOf(filePath);
   NUVPrintf(NUV_LOG_INFO, "GetContentInformation %s", text != nullptr ? text : "");
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   return findEntry(entries_, [filePath](TempContentInfo* e) {
     return e->record != nullptr && text_util::sameText(e->record->GetFilePath(), filePath);
   });
@@ -259,14 +245,14 @@ TempContentInfo* TemporaryContentsManager::GetContentInformation(DMSAppString* f
 
 TempContentInfo* TemporaryContentsManager::GetContentInformation(unsigned int transferID) {
   if (transferID == 0) return nullptr;
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   return findEntry(entries_,
                    [transferID](TempContentInfo* e) { return e->transferID == transferID; });
 }
 
 int TemporaryContentsManager::ClaimUpload(DMSAppString* filePath, int connection) {
   if (connection <= 0) return 0;
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   TempContentInfo* entry = findEntry(entries_, [filePath](TempContentInfo* e) {
     return e->record != nullptr && text_util::sameText(e->record->GetFilePath(), filePath);
   });
@@ -277,7 +263,7 @@ int TemporaryContentsManager::ClaimUpload(DMSAppString* filePath, int connection
 }
 
 void TemporaryContentsManager::ReleaseUpload(DMSAppString* filePath, int connection) {
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   TempContentInfo* entry = findEntry(entries_, [filePath](TempContentInfo* e) {
     return e->record != nullptr && text_util::sameText(e->record->GetFilePath(), filePath);
   });
@@ -285,7 +271,7 @@ void TemporaryContentsManager::ReleaseUpload(DMSAppString* filePath, int connect
 }
 
 int TemporaryContentsManager::CheckContent(DMSAppString* importURI) {
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   return findEntry(entries_,
                    [importURI](TempContentInfo* e) {
                      return text_util::sameText(e->importURI, importURI);
@@ -295,7 +281,7 @@ int TemporaryContentsManager::CheckContent(DMSAppString* importURI) {
 }
 
 int TemporaryContentsManager::SetTransferID(DMSAppString* importURI, unsigned int transferID) {
-  ScopedTempLock lock(this);
+  TemporaryContentsLock lock(this);
   TempContentInfo* entry = findEntry(entries_, [importURI](TempContentInfo* e) {
     return text_util::sameText(e->importURI, importURI);
   });

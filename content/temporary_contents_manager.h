@@ -7,7 +7,7 @@
 // Thread safety: every member may be called from any thread. The entries are
 // guarded by the recursive mutex "TempContManagerMutex"; pointers to entries
 // (GetContentInformation, GetContentList) are valid only while the caller
-// holds it through AcquireMutex/ReleaseMutex. The auto-destroy callback runs
+// holds it, through a TemporaryContentsLock. The auto-destroy callback runs
 // on the timer thread and releases the mutex before calling the engine.
 #ifndef DMS_CONTENT_TEMPORARY_CONTENTS_MANAGER_H
 #define DMS_CONTENT_TEMPORARY_CONTENTS_MANAGER_H
@@ -74,15 +74,17 @@ class TemporaryContentsManager {
   // 1 when the entry with that import URI took the transfer ID, else 0.
   int SetTransferID(DMSAppString* importURI, unsigned int transferID);
 
-  int AcquireMutex();
-  int ReleaseMutex();
-
   // Test seam: the auto-destroy delay of entries added from now on
   // (content_limits::kTempContentLifetimeMs by default).
   static void SetAutoDestroyDelayForTest(unsigned long milliseconds);
   static unsigned long GetAutoDestroyDelay();
 
  private:
+  // Taken and given back through TemporaryContentsLock only.
+  friend class TemporaryContentsLock;
+  int AcquireMutex();
+  int ReleaseMutex();
+
   TemporaryContentsManager();
   ~TemporaryContentsManager();
   TemporaryContentsManager(const TemporaryContentsManager&) = delete;
@@ -96,6 +98,32 @@ class TemporaryContentsManager {
 
   DMSCDSList* entries_;
   pthread_mutex_t* mutex_;
+};
+
+// Holds "TempContManagerMutex" of `manager` (none for null) for a scope;
+// entries found through it are valid only inside that scope.
+class TemporaryContentsLock {
+ public:
+  explicit TemporaryContentsLock(TemporaryContentsManager* manager) : manager_(manager) {
+    if (manager_ != nullptr) manager_->AcquireMutex();
+  }
+  ~TemporaryContentsLock() {
+    if (manager_ != nullptr) manager_->ReleaseMutex();
+  }
+  TemporaryContentsLock(const TemporaryContentsLock&) = delete;
+  TemporaryContentsLock& operator=(const TemporaryContentsLock&) = delete;
+
+  // GetContentInformation under this lock; null without a manager.
+  TempContentInfo* entryOf(DMSAppString* filePath) const {
+    return manager_ == nullptr ? nullptr : manager_->GetContentInformation(filePath);
+  }
+  TempContentInfo* entryOf(unsigned int transferID) const {
+    return manager_ == nullptr ? nullptr : manager_->GetContentInformation(transferID);
+  }
+  TemporaryContentsManager* manager() const { return manager_; }
+
+ private:
+  TemporaryContentsManager* manager_;
 };
 
 #endif  // DMS_CONTENT_TEMPORARY_CONTENTS_MANAGER_H

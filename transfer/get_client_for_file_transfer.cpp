@@ -62,10 +62,11 @@ bool GETClientForFileTransfer::SendRequest() {
 bool GETClientForFileTransfer::FormFilePath() {
   TemporaryContentsManager* temp = TemporaryContentsManager::existingInstance();
   if (temp == nullptr) return false;
-  temp->AcquireMutex();
-  TempContentInfo* entry = temp->GetContentInformation(transferID());
-  if (entry != nullptr && entry->record != nullptr) path_ = textOf(entry->record->GetFilePath());
-  temp->ReleaseMutex();
+  {
+    TemporaryContentsLock lock(temp);
+    TempContentInfo* entry = lock.entryOf(transferID());
+    if (entry != nullptr && entry->record != nullptr) path_ = textOf(entry->record->GetFilePath());
+  }
   if (path_.empty()) return false;
   file_.reset(new (std::nothrow) UploadFile(path_));
   return file_ != nullptr;
@@ -211,8 +212,8 @@ void GETClientForFileTransfer::RestartTempContManagerTimer() {
   // The created object lives on while its import runs.
   TemporaryContentsManager* temp = TemporaryContentsManager::existingInstance();
   if (temp == nullptr) return;
-  temp->AcquireMutex();
-  TempContentInfo* entry = temp->GetContentInformation(transferID());
+  TemporaryContentsLock lock(temp);
+  TempContentInfo* entry = lock.entryOf(transferID());
   if (entry == nullptr) {
     NUVPrintf(NUV_LOG_ERROR,
               "[GETClientForFileTransfer::RestartTempContManagerTimer] HTTP GET URI not found in "
@@ -225,7 +226,6 @@ void GETClientForFileTransfer::RestartTempContManagerTimer() {
                        &TemporaryContentsManager::AutoDestroyCallback, nullptr);
     }
   }
-  temp->ReleaseMutex();
 }
 
 void GETClientForFileTransfer::GETTransactionTimeout(unsigned long timer, unsigned long connection,

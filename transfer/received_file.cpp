@@ -17,10 +17,8 @@ namespace {
 bool objectWaitsFor(DMSAppString* path) {
   TemporaryContentsManager* temp = TemporaryContentsManager::existingInstance();
   if (temp == nullptr) return false;
-  temp->AcquireMutex();
-  const bool waiting = temp->GetContentInformation(path) != nullptr;
-  temp->ReleaseMutex();
-  return waiting;
+  TemporaryContentsLock lock(temp);
+  return lock.entryOf(path) != nullptr;
 }
 
 }  // namespace

@@ -67,27 +67,6 @@ NUVHTTPResponseHeaderInfo* newResponse(int status, int http11) {
   return response;
 }
 
-// Holds "TempContManagerMutex" for a scope; entries found are valid only
-// inside it.
-class TempLock {
- public:
-  TempLock() : manager_(TemporaryContentsManager::existingInstance()) {
-    if (manager_ != nullptr) manager_->AcquireMutex();
-  }
-  ~TempLock() {
-    if (manager_ != nullptr) manager_->ReleaseMutex();
-  }
-  TempLock(const TempLock&) = delete;
-  TempLock& operator=(const TempLock&) = delete;
-  TempContentInfo* entryOf(DMSAppString* path) const {
-    return manager_ == nullptr ? nullptr : manager_->GetContentInformation(path);
-  }
-  TemporaryContentsManager* manager() const { return manager_; }
-
- private:
-  TemporaryContentsManager* manager_;
-};
-
 }  // namespace
 
 RecvFileThruPOST::RecvFileThruPOST(unsigned int profileId, int profile, int connection)
@@ -103,7 +82,7 @@ RecvFileThruPOST::~RecvFileThruPOST() {
   // the object's entry here would stop that timer and leave its rows behind.
   if (file_ != nullptr && !finished_) file_->Discard();
   if (claimed_) {
-    TempLock lock;
+    TemporaryContentsLock lock(TemporaryContentsManager::existingInstance());
     if (lock.manager() != nullptr) lock.manager()->ReleaseUpload(path_.get(), connection_);
   }
 }
@@ -150,7 +129,7 @@ bool RecvFileThruPOST::FormFilePath(DMSAppString* target) {
 
 int RecvFileThruPOST::refusalStatus(long long contentLength) {
   {
-    TempLock lock;
+    TemporaryContentsLock lock(TemporaryContentsManager::existingInstance());
     if (lock.entryOf(path_.get()) == nullptr) {
       NUVPrintf(NUV_LOG_ERROR,
                 "[RecvFileThruPOST::HandleHeader] No created object waits for [%s]: refused",
@@ -169,7 +148,7 @@ int RecvFileThruPOST::refusalStatus(long long contentLength) {
               contentLength);
     return kTooLarge;
   }
-  TempLock lock;
+  TemporaryContentsLock lock(TemporaryContentsManager::existingInstance());
   if (lock.manager() == nullptr || lock.manager()->ClaimUpload(path_.get(), connection_) != 1) {
     NUVPrintf(NUV_LOG_ERROR,
               "[RecvFileThruPOST::HandleHeader] [%s] is being uploaded already: refused",
@@ -312,7 +291,7 @@ void RecvFileThruPOST::RestartTempContManagerTimer() {
     return;
   }
   lastRestart_ = now;
-  TempLock lock;
+  TemporaryContentsLock lock(TemporaryContentsManager::existingInstance());
   TempContentInfo* entry = lock.entryOf(path_.get());
   if (entry == nullptr) {
     NUVPrintf(NUV_LOG_ERROR,

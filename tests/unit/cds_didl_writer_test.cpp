@@ -461,11 +461,10 @@ TEST_F(DidlWriterTest, ContentAwaitingUploadNamesItsImportUriInsteadOfAUrl) {
   TempContentInfo* entry = nullptr;
   {
     DMSAppString path("/media/DCIM/photo.jpg");
-    TemporaryContentsManager::GetInstance()->AcquireMutex();
-    entry = TemporaryContentsManager::GetInstance()->GetContentInformation(&path);
+    TemporaryContentsLock lock(TemporaryContentsManager::GetInstance());
+    entry = lock.entryOf(&path);
     ASSERT_NE(entry, nullptr);
     entry->importURI = s("http://192.168.1.10:8200/upload/photo.jpg");
-    TemporaryContentsManager::GetInstance()->ReleaseMutex();
   }
   setFilter("res");
   LogCapture log;

@@ -60,11 +60,12 @@ void httpLookups(std::atomic<bool>* stop, std::atomic<int>* wrong, std::atomic<i
     DMSAppMemFree(buffer);
     Text refused(db->GetFilePathFromURI(s("x\" or \"1\"=\"1").get()));
     if (refused != nullptr) ++*wrong;
-    temp->AcquireMutex();
-    Text probe = s(scratchPath("uploads") + "/c" + std::to_string(i % 7) + ".jpg");
-    TempContentInfo* entry = temp->GetContentInformation(probe.get());
-    if (entry != nullptr && entry->contentID == nullptr) ++*wrong;
-    temp->ReleaseMutex();
+    {
+      TemporaryContentsLock lock(temp);
+      Text probe = s(scratchPath("uploads") + "/c" + std::to_string(i % 7) + ".jpg");
+      TempContentInfo* entry = lock.entryOf(probe.get());
+      if (entry != nullptr && entry->contentID == nullptr) ++*wrong;
+    }
     if (NUVCEGetContainerTotalMatches(s("1").get(), 0) != kImages) ++*wrong;
     ++*done;
   }

@@ -202,14 +202,15 @@ TEST_F(Engine, CreatedObjectBecomesATemporaryContentAndIsAnnounced) {
   TemporaryContentsManager* temp = TemporaryContentsManager::GetInstance();
   EXPECT_EQ(1, temp->CheckContent(s("http://127.0.0.1:50001/upload/beach.jpg").get()));
   EXPECT_EQ(1, temp->GetTotalMatches(s("1").get()));
-  temp->AcquireMutex();
-  TempContentInfo* entry = temp->GetContentInformation(s(uploads() + "/beach.jpg").get());
-  ASSERT_NE(nullptr, entry);
-  EXPECT_EQ("1", text(entry->containerID));
-  EXPECT_EQ("1", text(entry->contentID));
-  EXPECT_EQ(1, entry->contentType);
-  EXPECT_NE(0u, entry->timerHandle);
-  temp->ReleaseMutex();
+  {
+    TemporaryContentsLock lock(temp);
+    TempContentInfo* entry = lock.entryOf(s(uploads() + "/beach.jpg").get());
+    ASSERT_NE(nullptr, entry);
+    EXPECT_EQ("1", text(entry->containerID));
+    EXPECT_EQ("1", text(entry->contentID));
+    EXPECT_EQ(1, entry->contentType);
+    EXPECT_NE(0u, entry->timerHandle);
+  }
 
   std::string value;
   ASSERT_TRUE(FakeStack::instance().stateVariable(kContentDirectory, "ContainerUpdateIDs", &value));
@@ -303,12 +304,13 @@ TEST_F(Engine, UploadAndExistenceChecks) {
   EXPECT_EQ(0, NUVCESetCreatedContentTransferID(s(importURI).get(), 77));
   EXPECT_EQ(1, NUVCESetCreatedContentTransferID(s("http://other/").get(), 78));
   TemporaryContentsManager* temp = TemporaryContentsManager::GetInstance();
-  temp->AcquireMutex();
-  TempContentInfo* entry = temp->GetContentInformation(77u);
-  ASSERT_NE(nullptr, entry);
-  EXPECT_EQ("2", text(entry->contentID));
-  EXPECT_EQ(nullptr, temp->GetContentInformation(78u));
-  temp->ReleaseMutex();
+  {
+    TemporaryContentsLock lock(temp);
+    TempContentInfo* entry = lock.entryOf(77u);
+    ASSERT_NE(nullptr, entry);
+    EXPECT_EQ("2", text(entry->contentID));
+    EXPECT_EQ(nullptr, lock.entryOf(78u));
+  }
 }
 
 TEST_F(Engine, DestroyRemovesFileRowsAndTheTemporaryEntry) {

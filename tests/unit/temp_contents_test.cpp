@@ -95,37 +95,39 @@ TEST_F(TempContents, EntriesAreFoundByContainerPathUriAndTransfer) {
   EXPECT_EQ(1, temp()->GetTotalMatches(s("3").get()));
   EXPECT_EQ(0, temp()->GetTotalMatches(s("2").get()));
 
-  temp()->AcquireMutex();
-  DMSCDSList* images = temp()->GetContentList(s("1").get());
-  ASSERT_NE(nullptr, images);
-  ASSERT_EQ(2, images->Size());
-  EXPECT_EQ("11", text(static_cast<TempContentInfo*>(images->ReadFirstItemData())->contentID));
-  EXPECT_EQ("12", text(static_cast<TempContentInfo*>(images->ReadLastItemData())->contentID));
-  images->RemoveAllListItem(DMSCDSList::Deleter{});
-  delete images;
-  EXPECT_EQ(nullptr, temp()->GetContentList(s("2").get()));
-
   LogCapture log;
-  TempContentInfo* b = temp()->GetContentInformation(s("/up/b.jpg").get());
-  ASSERT_NE(nullptr, b);
-  EXPECT_TRUE(log.has("GetContentInformation /up/b.jpg"));
-  EXPECT_EQ("12", text(b->contentID));
-  EXPECT_EQ("1", text(b->containerID));
-  EXPECT_EQ("http://h/b.jpg", text(b->importURI));
-  EXPECT_EQ(0u, b->transferID);
-  EXPECT_NE(0u, b->timerHandle);
-  EXPECT_EQ(nullptr, temp()->GetContentInformation(s("/up/none.jpg").get()));
-  temp()->ReleaseMutex();
+  {
+    TemporaryContentsLock lock(temp());
+    DMSCDSList* images = temp()->GetContentList(s("1").get());
+    ASSERT_NE(nullptr, images);
+    ASSERT_EQ(2, images->Size());
+    EXPECT_EQ("11", text(static_cast<TempContentInfo*>(images->ReadFirstItemData())->contentID));
+    EXPECT_EQ("12", text(static_cast<TempContentInfo*>(images->ReadLastItemData())->contentID));
+    images->RemoveAllListItem(DMSCDSList::Deleter{});
+    delete images;
+    EXPECT_EQ(nullptr, temp()->GetContentList(s("2").get()));
+
+    TempContentInfo* b = temp()->GetContentInformation(s("/up/b.jpg").get());
+    ASSERT_NE(nullptr, b);
+    EXPECT_TRUE(log.has("GetContentInformation /up/b.jpg"));
+    EXPECT_EQ("12", text(b->contentID));
+    EXPECT_EQ("1", text(b->containerID));
+    EXPECT_EQ("http://h/b.jpg", text(b->importURI));
+    EXPECT_EQ(0u, b->transferID);
+    EXPECT_NE(0u, b->timerHandle);
+    EXPECT_EQ(nullptr, temp()->GetContentInformation(s("/up/none.jpg").get()));
+  }
 
   EXPECT_EQ(1, temp()->CheckContent(s("http://h/c.mp4").get()));
   EXPECT_EQ(0, temp()->CheckContent(s("http://h/d.mp4").get()));
   EXPECT_EQ(1, temp()->SetTransferID(s("http://h/c.mp4").get(), 9));
   EXPECT_EQ(0, temp()->SetTransferID(s("http://h/d.mp4").get(), 9));
-  temp()->AcquireMutex();
-  ASSERT_NE(nullptr, temp()->GetContentInformation(9u));
-  EXPECT_EQ("13", text(temp()->GetContentInformation(9u)->contentID));
-  EXPECT_EQ(nullptr, temp()->GetContentInformation(0u));
-  temp()->ReleaseMutex();
+  {
+    TemporaryContentsLock lock(temp());
+    ASSERT_NE(nullptr, temp()->GetContentInformation(9u));
+    EXPECT_EQ("13", text(temp()->GetContentInformation(9u)->contentID));
+    EXPECT_EQ(nullptr, temp()->GetContentInformation(0u));
+  }
 
   EXPECT_EQ(1, temp()->RemoveContent(s("12").get()));
   EXPECT_TRUE(log.has("[TemporaryContentsManager] Deleted content with ID 12 -- to remove"));

@@ -118,11 +118,9 @@ class UploadTest : public content_test::EngineTest {
   static std::vector<std::string> folderEntries() { return transfer_test::entriesOf(uploads()); }
   static bool waiting(const std::string& path) {
     TemporaryContentsManager* temp = TemporaryContentsManager::GetInstance();
-    temp->AcquireMutex();
+    TemporaryContentsLock lock(temp);
     DMSAppString p(path.c_str());
-    const bool found = temp->GetContentInformation(&p) != nullptr;
-    temp->ReleaseMutex();
-    return found;
+    return lock.entryOf(&p) != nullptr;
   }
   size_t stopsOf(int connection) const {
     size_t n = 0;
