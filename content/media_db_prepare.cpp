@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "dms_media_registration.h"
+#include "export_guard.h"
 #include "media_db_check.h"
 #include "media_db_schema.h"
 #include "nuv_log.h"
@@ -36,26 +37,28 @@ bool setAsideIfUnusable(const char* dbPath) {
 }  // namespace
 
 extern "C" int DMSPrepareMediaDatabase(const char* dbPath) {
-  if (dbPath == nullptr) return 1;
-  if (!setAsideIfUnusable(dbPath)) return 1;
-  sqlite3* raw = nullptr;
-  int rc = sqlite3_open(dbPath, &raw);
-  SqliteHandle db(raw);
-  if (rc != SQLITE_OK) {
-    NUVPrintf(NUV_LOG_ERROR, "[DMSPrepareMediaDatabase] cannot open %s", dbPath);
-    return 1;
-  }
-  if (std::string why; !media_db::createMediaSchema(db.get(), &why)) {
-    NUVPrintf(NUV_LOG_ERROR, "[DMSPrepareMediaDatabase] %s: %s", dbPath, why.c_str());
-    return 1;
-  }
-  // Write-ahead logging, so that the server reads while the scanner writes.
-  // Switching needs the file to itself, which it has only before the server
-  // opens it; the mode then stays with the file.
-  char* error = nullptr;
-  if (sqlite3_exec(db.get(), "pragma journal_mode=WAL;", nullptr, nullptr, &error) != SQLITE_OK) {
-    SqliteMessage message(error);
-    NUVPrintf(NUV_LOG_ERROR, "[DMSPrepareMediaDatabase] %s", message ? message.get() : "WAL");
-  }
-  return 0;
+  return dms_export::guarded("DMSPrepareMediaDatabase", 1, [&]() -> int {
+    if (dbPath == nullptr) return 1;
+    if (!setAsideIfUnusable(dbPath)) return 1;
+    sqlite3* raw = nullptr;
+    int rc = sqlite3_open(dbPath, &raw);
+    SqliteHandle db(raw);
+    if (rc != SQLITE_OK) {
+      NUVPrintf(NUV_LOG_ERROR, "[DMSPrepareMediaDatabase] cannot open %s", dbPath);
+      return 1;
+    }
+    if (std::string why; !media_db::createMediaSchema(db.get(), &why)) {
+      NUVPrintf(NUV_LOG_ERROR, "[DMSPrepareMediaDatabase] %s: %s", dbPath, why.c_str());
+      return 1;
+    }
+    // Write-ahead logging, so that the server reads while the scanner writes.
+    // Switching needs the file to itself, which it has only before the server
+    // opens it; the mode then stays with the file.
+    char* error = nullptr;
+    if (sqlite3_exec(db.get(), "pragma journal_mode=WAL;", nullptr, nullptr, &error) != SQLITE_OK) {
+      SqliteMessage message(error);
+      NUVPrintf(NUV_LOG_ERROR, "[DMSPrepareMediaDatabase] %s", message ? message.get() : "WAL");
+    }
+    return 0;
+  });
 }

@@ -4,13 +4,16 @@
 #include "dms_mutex.h"
 #include "dms_platform.h"
 #include "dms_timer.h"
+#include "export_guard.h"
 
 extern "C" int DMSAppHelperInitialize(void) {
-  DMSAppMutex::GetInstance();
-  DMSAppMem::GetInstance();
-  DMSAppFileIOClass::GetInstance();
-  DMSAppTimer::GetInstance();
-  return 1;
+  return dms_export::guarded("DMSAppHelperInitialize", 0, [&]() -> int {
+    DMSAppMutex::GetInstance();
+    DMSAppMem::GetInstance();
+    DMSAppFileIOClass::GetInstance();
+    DMSAppTimer::GetInstance();
+    return 1;
+  });
 }
 
 extern "C" void DMSAppHelperTerminate(void) {
