@@ -18,6 +18,11 @@ seconds=${2:-1800}
 media=${DMS_SHARED_MEDIA_DIR:-$root/../shared/media}
 report="$build/soak-report.json"
 echo "soak: $build/app/dmsd for $seconds s, samples every 10 s into $report"
+# A sanitizer build: no RSS bound (its allocator keeps freed memory in
+# quarantine), and time at the end for its leak check.
+if grep -qE '^DMS_(SANITIZE|TSAN):BOOL=ON' "$build/CMakeCache.txt" 2>/dev/null; then
+    export DMS_E2E_SANITIZER=1
+fi
 DMS_SOAK_SECONDS=$seconds DMS_SOAK_SAMPLE=10 DMS_SOAK_REPORT=$report \
     ASAN_OPTIONS=${ASAN_OPTIONS:-fast_unwind_on_malloc=0:detect_leaks=1} \
     python3 "$root/tests/e2e/soak_test.py" "$build/app/dmsd" "$media"
