@@ -12,6 +12,7 @@
 #ifndef DMS_CDS_ACTION_INFO_H
 #define DMS_CDS_ACTION_INFO_H
 
+#include <memory>
 #include <string>
 
 class DMSAppString;
@@ -84,6 +85,12 @@ DMSAppString* newString(const std::string& text);
 
 // Deletes every AppArgumentList in `list` and then the list. Null is ignored.
 void deleteArgumentList(DMSCDSList* list);
+
+// An argument list owned by a scope (deleted with deleteArgumentList).
+struct ArgumentListDeleter {
+  void operator()(DMSCDSList* list) const { deleteArgumentList(list); }
+};
+using ArgumentListPtr = std::unique_ptr<DMSCDSList, ArgumentListDeleter>;
 
 // Appends an argument named `name` (copied) holding `value` (adopted, also on
 // failure, when it is deleted). 0, or 1 for a null list or when memory runs

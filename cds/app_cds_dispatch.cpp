@@ -63,10 +63,6 @@ bool copyArguments(stNUVAppList* request, DMSCDSList* list) {
   return true;
 }
 
-struct DeleteArguments {
-  void operator()(DMSCDSList* list) const { dms_cds::deleteArgumentList(list); }
-};
-
 // Standard ContentDirectory actions this server declines on purpose (602).
 bool isDeclinedStandardAction(const DMSAppString* name) {
   for (const char* declined : {"Search", "UpdateObject", "DeleteResource", "CreateReference"})
@@ -111,7 +107,7 @@ int UPnPAppCDS::HandleCDSActionRequest(int connectionID, int actionID, stNUVAppL
   if (HNuvDMSGetActionName(request, &rawName) != 0) rawName = nullptr;
   std::unique_ptr<DMSAppString> name(copyStackText(rawName));
   std::unique_ptr<DMSAppString> ip;
-  std::unique_ptr<DMSCDSList, DeleteArguments> arguments;
+  dms_cds::ArgumentListPtr arguments;
   bool copied = false;
   if (name == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] Memory allocation failed!!! for pszActionName %d, %s",
@@ -145,7 +141,7 @@ int UPnPAppCDS::HandleCDSActionRequest(int connectionID, int actionID, stNUVAppL
 int UPnPAppCDS::ProcessHTTPSOAPRequest(int connectionID, int actionID, DMSAppString* actionName,
                                        DMSAppString* ipAddress, DMSCDSList* arguments) {
   // The arguments are ours until the record holds them.
-  std::unique_ptr<DMSCDSList, DeleteArguments> owned(arguments);
+  dms_cds::ArgumentListPtr owned(arguments);
   NUVPrintf(NUV_LOG_INFO, "[UPnPAppCDS::ProcessHTTPSOAPRequest] %s, %s", textOf(actionName),
             textOf(ipAddress));
   auto* actionInfo = new (std::nothrow)
@@ -227,18 +223,13 @@ int UPnPAppCDS::__RVFProcessAction(DMSAppActionInfo* actionInfo) {
 }
 
 extern "C" void DMSAppCDSActionCallback(int connectionID, int actionID, stNUVAppList* request) {
-  UPnPAppCDS* cds = nullptr;
+  bool handed = false;  // from then on HandleCDSActionRequest releases the request
   try {
-    cds = UPnPAppCDS::GetInstance();
-  } catch (...) {
-    // Without the service the request is still the stack's to get back.
-    HNuvDMSReleaseUIRequestData(request);
-    NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] Action %d dropped: out of memory", actionID);
-    return;
-  }
-  try {
+    UPnPAppCDS* cds = UPnPAppCDS::GetInstance();
+    handed = true;
     cds->HandleCDSActionRequest(connectionID, actionID, request);
   } catch (...) {
+    if (!handed) HNuvDMSReleaseUIRequestData(request);
     NUVPrintf(NUV_LOG_ERROR, "[UPnPAppCDS] Action %d dropped: out of memory", actionID);
   }
 }

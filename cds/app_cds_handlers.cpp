@@ -187,10 +187,7 @@ int UPnPAppCDS::answerFromStateVariable(DMSAppActionInfo* actionInfo, const char
   if (const int code = refuseAnyArgument(actionInfo, handler)) return code;
   DMSAppString variable(stateVariable);
   DMSAppString name(outName);
-  struct DeleteArguments {
-    void operator()(DMSCDSList* list) const { dms_cds::deleteArgumentList(list); }
-  };
-  std::unique_ptr<DMSCDSList, DeleteArguments> out(new (std::nothrow) DMSCDSList());
+  dms_cds::ArgumentListPtr out(new (std::nothrow) DMSCDSList());
   const int result = out != nullptr ? __GetArgumentFromSV(&variable, &name, out.get()) : 1;
   if (result != 0) logFailure(result);
   NotifyCommandResponse(result, actionInfo, out.release(), 0);

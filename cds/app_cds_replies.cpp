@@ -54,15 +54,14 @@ int UPnPAppCDS::NotifyCommandResponse(int resultCode, DMSAppActionInfo* actionIn
                                       DMSCDSList* outArguments, unsigned int implementationID) {
   // The output list is ours, and the implementation object is done with,
   // however the answer ends.
-  struct Finish {
-    DMSCDSList* out;
-    unsigned int implementationID;
-    ~Finish() {
-      dms_cds::deleteArgumentList(out);
-      // Deletes the implementation object, and with it the action record.
-      if (implementationID != 0) UPnPCDSImplManager::GetInstance()->Remove(implementationID);
+  struct RemoveImplementation {
+    unsigned int id;
+    // Deletes the implementation object, and with it the action record.
+    ~RemoveImplementation() {
+      if (id != 0) UPnPCDSImplManager::GetInstance()->Remove(id);
     }
-  } finish{outArguments, implementationID};
+  } removeImplementation{implementationID};
+  const dms_cds::ArgumentListPtr out(outArguments);
   NUVPrintf(NUV_LOG_INFO, "[UPnPAppCDS::NotifyCommandResponse]is called");
   int result = 1;
   if (actionInfo == nullptr) {
