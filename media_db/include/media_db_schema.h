@@ -78,9 +78,9 @@ namespace media_db {
 std::string tableBody(const char* tableName, int columnCount, const _MediaTable* columns);
 
 // Lays out a database: the five media tables, the scanner's state table and
-// every index, each only when missing. False with
-// SQLite's message in *error (when not null) if a statement fails; what was
-// made before the failure stays.
+// every index, each only when missing. False with SQLite's message in *error
+// (when not null) if a statement fails; what was made before the failure
+// stays.
 bool createMediaSchema(sqlite3* db, std::string* error);
 
 }  // namespace media_db
