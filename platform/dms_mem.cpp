@@ -5,17 +5,16 @@
 
 #include "dms_platform.h"
 
-DMSAppMem* DMSAppMem::instance_ = nullptr;
-
+// The service has no state, so its one object lives in static storage: the
+// first allocation through it cannot fail for want of memory for the service
+// itself, and a thread that frees memory while another tears the platform
+// down never meets a deleted object.
 DMSAppMem* DMSAppMem::GetInstance() {
-  if (instance_ == nullptr) instance_ = new DMSAppMem();
-  return instance_;
+  static DMSAppMem instance;
+  return &instance;
 }
 
-void DMSAppMem::DestroyInstance() {
-  delete instance_;
-  instance_ = nullptr;
-}
+void DMSAppMem::DestroyInstance() {}
 
 void* DMSAppMem::DMSAppMemAllocMA(unsigned long size) { return size == 0 ? nullptr : malloc(size); }
 
@@ -43,7 +42,7 @@ void* DMSAppMem::DMSAppMemmove(void* dst, const void* src, unsigned int n) {
   return (dst == nullptr || src == nullptr) ? nullptr : memmove(dst, src, n);
 }
 
-// The exported functions reach the singleton, created on first use.
+// The exported functions reach the singleton.
 namespace {
 DMSAppMem* mem() { return DMSAppMem::GetInstance(); }
 }  // namespace

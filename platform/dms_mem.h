@@ -19,7 +19,6 @@ class DMSAppMem {
 
  private:
   DMSAppMem() = default;
-  static DMSAppMem* instance_;
 };
 
 #endif  // DMS_PLATFORM_DMS_MEM_H

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "dms_platform.h"
+#include "export_guard.h"
 #include "nuv_log.h"
 
 DMSAppMutex* DMSAppMutex::instance_ = nullptr;
@@ -61,17 +62,24 @@ int DMSAppMutex::ReleasingMutex(pthread_mutex_t* m) {
 }
 
 extern "C" pthread_mutex_t* DMSAppCreateMutex(const DMSAppString* name) {
-  return DMSAppMutex::GetInstance()->CreatingMutex(name);
+  return dms_export::guarded(
+      "DMSAppCreateMutex", static_cast<pthread_mutex_t*>(nullptr),
+      [&]() -> pthread_mutex_t* { return DMSAppMutex::GetInstance()->CreatingMutex(name); });
 }
 
 extern "C" int DMSAppDeleteMutex(pthread_mutex_t* m) {
-  return DMSAppMutex::GetInstance()->DeletingMutex(m);
+  return dms_export::guarded("DMSAppDeleteMutex", 0,
+                             [&]() -> int { return DMSAppMutex::GetInstance()->DeletingMutex(m); });
 }
 
 extern "C" int DMSAppAcquireMutex(pthread_mutex_t* m) {
-  return DMSAppMutex::GetInstance()->AcquiringMutex(m);
+  return dms_export::guarded("DMSAppAcquireMutex", 0, [&]() -> int {
+    return DMSAppMutex::GetInstance()->AcquiringMutex(m);
+  });
 }
 
 extern "C" int DMSAppReleaseMutex(pthread_mutex_t* m) {
-  return DMSAppMutex::GetInstance()->ReleasingMutex(m);
+  return dms_export::guarded("DMSAppReleaseMutex", 0, [&]() -> int {
+    return DMSAppMutex::GetInstance()->ReleasingMutex(m);
+  });
 }

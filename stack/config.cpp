@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 
+#include "export_guard.h"
 #include "nuv_config.h"
 
 namespace {
@@ -28,43 +29,50 @@ char* duplicate(const std::string& text) {
 }  // namespace
 
 extern "C" char* NUVGetConfigurationMA(const char* key) {
-  if (key == nullptr) return nullptr;
-  std::lock_guard<std::mutex> lock(gMutex);
-  auto it = store().find(key);
-  return it == store().end() ? nullptr : duplicate(it->second);
+  return dms_export::guarded("NUVGetConfigurationMA", static_cast<char*>(nullptr), [&]() -> char* {
+    if (key == nullptr) return nullptr;
+    std::lock_guard<std::mutex> lock(gMutex);
+    auto it = store().find(key);
+    return it == store().end() ? nullptr : duplicate(it->second);
+  });
 }
 
 extern "C" int NUVSetConfiguration(const char* key, const char* value) {
-  if (key == nullptr) return 1;
-  std::lock_guard<std::mutex> lock(gMutex);
-  try {
+  return dms_export::guarded("NUVSetConfiguration", 1, [&]() -> int {
+    if (key == nullptr) return 1;
+    std::lock_guard<std::mutex> lock(gMutex);
     if (value == nullptr) {
       store().erase(key);
     } else {
       store()[key] = value;
     }
-  } catch (...) {
-    return 1;
-  }
-  return 0;
+    return 0;
+  });
 }
 
 extern "C" void NUVClearConfiguration(void) {
-  std::lock_guard<std::mutex> lock(gMutex);
-  store().clear();
+  dms_export::guardedVoid("NUVClearConfiguration", [&] {
+    std::lock_guard<std::mutex> lock(gMutex);
+    store().clear();
+  });
 }
 
 // The returned pointer stays valid until the next NUVSetModelName.
 extern "C" const char* NUVGetModelName(void) {
-  std::lock_guard<std::mutex> lock(gMutex);
-  return gHasModelName ? gModelName.c_str() : nullptr;
+  return dms_export::guarded("NUVGetModelName", static_cast<const char*>(nullptr),
+                             [&]() -> const char* {
+                               std::lock_guard<std::mutex> lock(gMutex);
+                               return gHasModelName ? gModelName.c_str() : nullptr;
+                             });
 }
 
 extern "C" int NUVSetModelName(const char* name) {
-  std::lock_guard<std::mutex> lock(gMutex);
-  gHasModelName = name != nullptr;
-  gModelName = name != nullptr ? name : "";
-  return 0;
+  return dms_export::guarded("NUVSetModelName", 1, [&]() -> int {
+    std::lock_guard<std::mutex> lock(gMutex);
+    gHasModelName = name != nullptr;
+    gModelName = name != nullptr ? name : "";
+    return 0;
+  });
 }
 
 extern "C" int NUVGetDlnaCertificationState(void) { return gCertification.load(); }

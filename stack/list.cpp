@@ -4,6 +4,7 @@
 #include <new>
 #include <vector>
 
+#include "export_guard.h"
 #include "nuv_list.h"
 
 struct stNUVAppList {
@@ -41,12 +42,10 @@ extern "C" stNUVAppList* NUVListCreate(void) { return new (std::nothrow) stNUVAp
 
 extern "C" int NUVListAddItem(stNUVAppList* list, void* data) {
   if (list == nullptr || data == nullptr) return 1;
-  try {
+  return dms_export::guarded("NUVListAddItem", 1, [&] {
     list->items.push_back(data);
-  } catch (...) {
-    return 1;
-  }
-  return 0;
+    return 0;
+  });
 }
 
 extern "C" void* NUVListGetCurrentItemData(stNUVAppList* list) {

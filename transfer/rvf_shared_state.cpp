@@ -6,6 +6,7 @@
 #include "dms_live_view.h"
 #include "dms_live_view_server.h"
 #include "dms_string.h"
+#include "export_guard.h"
 #include "nuv_log.h"
 #include "rvf_streaming_thru_get.h"
 
@@ -78,7 +79,8 @@ std::string RVFStreamingThruGet::LastTakenPhotoName() {
 // ---- The C interface; nothing here throws past it ----
 
 extern "C" void DMSLiveViewSetBufferPtr(void* frame, long long size) {
-  RVFStreamingThruGet::setBufferPtr(frame, size);
+  dms_export::guardedVoid("DMSLiveViewSetBufferPtr",
+                          [&] { RVFStreamingThruGet::setBufferPtr(frame, size); });
 }
 
 extern "C" void DMSLiveViewSetSNInfo(long offset, long size) {
@@ -98,9 +100,7 @@ extern "C" void DMSLiveViewResumeStreaming(void) { RVFStreamingThruGet::resume_s
 extern "C" bool DMSLiveViewIsPaused(void) { return RVFStreamingThruGet::IsPaused(); }
 
 extern "C" int DMSLiveViewSetLastTakenPhotoName(const char* name) {
-  try {
+  return dms_export::guarded("DMSLiveViewSetLastTakenPhotoName", 1, [name] {
     return RVFStreamingThruGet::SetLastTakenPhotoName(name) ? 0 : 1;
-  } catch (...) {
-    return 1;
-  }
+  });
 }

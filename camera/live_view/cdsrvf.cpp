@@ -8,10 +8,14 @@
 
 #include "dms_camera_host.h"
 #include "dms_live_view.h"
+#include "export_guard.h"
 #include "last_photo.h"
 #include "live_view_producer.h"
 #include "nuv_log.h"
 #include "server_hooks.h"
+
+using dms_export::guarded;
+using dms_export::guardedVoid;
 
 namespace {
 
@@ -42,29 +46,34 @@ sem_t* g_RVFsemStreamQuality = &semaphores().quality;
 sem_t* gMpegStopedSemaphore = &semaphores().stopped;
 
 extern "C" bool CDSRVF_Mpegfunc_mpeg_start(void) {
-  try {
-    return producer().Start();
-  } catch (...) {
-    return false;
-  }
+  return guarded("CDSRVF_Mpegfunc_mpeg_start", false, [] { return producer().Start(); });
 }
 
-extern "C" bool CDSRVF_Mpegfunc_mpeg_stop(void) { return producer().Stop(); }
+extern "C" bool CDSRVF_Mpegfunc_mpeg_stop(void) {
+  return guarded("CDSRVF_Mpegfunc_mpeg_stop", false, [] { return producer().Stop(); });
+}
 
 extern "C" bool CDSRVF_Sysfunc_setStreamQuality(int quality) {
-  return producer().SetQuality(quality);
+  return guarded("CDSRVF_Sysfunc_setStreamQuality", false,
+                 [quality] { return producer().SetQuality(quality); });
 }
 
-extern "C" bool CDSRVF_Sysfunc_get_Isvideo_hotswap(void) { return producer().Running(); }
+extern "C" bool CDSRVF_Sysfunc_get_Isvideo_hotswap(void) {
+  return guarded("CDSRVF_Sysfunc_get_Isvideo_hotswap", false, [] { return producer().Running(); });
+}
 
 extern "C" bool CDSRVF_Sysfunc_set_Isvideo_hotswap(bool running) {
-  producer().SetRunning(running);
-  return true;
+  return guarded("CDSRVF_Sysfunc_set_Isvideo_hotswap", false, [running] {
+    producer().SetRunning(running);
+    return true;
+  });
 }
 
 extern "C" bool CDSRVF_Sysfunc_set_Streaming_stop_status(bool stopped) {
-  producer().SetConsumerStopped(stopped);
-  return true;
+  return guarded("CDSRVF_Sysfunc_set_Streaming_stop_status", false, [stopped] {
+    producer().SetConsumerStopped(stopped);
+    return true;
+  });
 }
 
 extern "C" bool CDSRVF_Sysfunc_send_RVF_async_event(int event, char*, int length) {
@@ -74,7 +83,7 @@ extern "C" bool CDSRVF_Sysfunc_send_RVF_async_event(int event, char*, int length
 }
 
 extern "C" bool CDSRVF_req_ScreenNailInfo(const char* name) {
-  try {
+  return guarded("CDSRVF_req_ScreenNailInfo", false, [name] {
     long offset = 0;
     long size = 0;
     if (name == nullptr || !dms_camera::LastPhoto::instance().SmallImage(name, &offset, &size))
@@ -82,33 +91,28 @@ extern "C" bool CDSRVF_req_ScreenNailInfo(const char* name) {
     dms_camera::serverSetSNInfo(offset, size);
     if (g_RVFsemSNInfo != nullptr) sem_post(g_RVFsemSNInfo);
     return true;
-  } catch (...) {
-    return false;
-  }
+  });
 }
 
 extern "C" int DmsLiveViewSetSource(const char* source, char* error, size_t errorSize) {
-  try {
+  const int kThrew = -1;
+  const int result = guarded("DmsLiveViewSetSource", kThrew, [&] {
     std::string reason;
     if (producer().Configure(source != nullptr ? source : "", &reason)) return 0;
     if (error != nullptr && errorSize > 0) snprintf(error, errorSize, "%s", reason.c_str());
-  } catch (...) {
-    if (error != nullptr && errorSize > 0) snprintf(error, errorSize, "out of memory");
-  }
+    return 1;
+  });
+  if (result != kThrew) return result;
+  if (error != nullptr && errorSize > 0) snprintf(error, errorSize, "out of memory");
   return 1;
 }
 
 extern "C" void DmsLiveViewShutdown(void) {
-  try {
-    producer().Shutdown();
-  } catch (...) {
-  }
+  guardedVoid("DmsLiveViewShutdown", [] { producer().Shutdown(); });
 }
 
 extern "C" int DmsLiveViewPhotoRegistered(const char* path) {
-  try {
+  return guarded("DmsLiveViewPhotoRegistered", 1, [path] {
     return path != nullptr && dms_camera::LastPhoto::instance().Taken(path) ? 0 : 1;
-  } catch (...) {
-    return 1;
-  }
+  });
 }

@@ -12,6 +12,7 @@
 
 #include "dms_camera.h"
 #include "exif_facts.h"
+#include "export_guard.h"
 #include "jpeg_markers.h"
 #include "mpf_index.h"
 
@@ -140,34 +141,36 @@ void screennailOf(FILE* f, long long fileSize, const Header& h, ASLWifiJpegPictu
 
 extern "C" int ASLWifi_getJpegInfo(const char* path, ASLWifiJpegMainInfo* mainInfo,
                                    ASLWifiJpegPicture* screennail, ASLWifiJpegPicture* thumbnail) {
-  if (mainInfo != nullptr) memset(mainInfo, 0, sizeof *mainInfo);
-  if (screennail != nullptr) memset(screennail, 0, sizeof *screennail);
-  if (thumbnail != nullptr) memset(thumbnail, 0, sizeof *thumbnail);
-  if (path == nullptr) return 1;
-  File f(fopen(path, "rb"));
-  struct stat st {};
-  if (f == nullptr || fstat(fileno(f.get()), &st) != 0 || !S_ISREG(st.st_mode)) return 1;
-  const long long fileSize = st.st_size;
+  return dms_export::guarded("ASLWifi_getJpegInfo", 1, [&]() -> int {
+    if (mainInfo != nullptr) memset(mainInfo, 0, sizeof *mainInfo);
+    if (screennail != nullptr) memset(screennail, 0, sizeof *screennail);
+    if (thumbnail != nullptr) memset(thumbnail, 0, sizeof *thumbnail);
+    if (path == nullptr) return 1;
+    File f(fopen(path, "rb"));
+    struct stat st {};
+    if (f == nullptr || fstat(fileno(f.get()), &st) != 0 || !S_ISREG(st.st_mode)) return 1;
+    const long long fileSize = st.st_size;
 
-  std::vector<uint8_t> buffer;
-  Header h;
-  if (!readHeader(f.get(), fileSize, &buffer, &h) || !h.sawFrame) return 1;
+    std::vector<uint8_t> buffer;
+    Header h;
+    if (!readHeader(f.get(), fileSize, &buffer, &h) || !h.sawFrame) return 1;
 
-  if (mainInfo != nullptr) {
-    mainInfo->width = h.width;
-    mainInfo->height = h.height;
-    mainInfo->baseline = h.baseline ? 1 : 0;
-    mainInfo->orientation = h.exif.orientation;
-    copyText(mainInfo->date, sizeof mainInfo->date, h.exif.date);
-    copyText(mainInfo->title, sizeof mainInfo->title, h.exif.title);
-    copyText(mainInfo->description, sizeof mainInfo->description, h.exif.description);
-  }
-  if (thumbnail != nullptr && h.haveExif && h.exif.thumbnailLength > 0) {
-    embeddedPicture(f.get(), fileSize, h.tiffPosition + h.exif.thumbnailOffset,
-                    h.exif.thumbnailLength, thumbnail);
-  }
-  if (screennail != nullptr && !h.mpf.empty()) screennailOf(f.get(), fileSize, h, screennail);
-  return 0;
+    if (mainInfo != nullptr) {
+      mainInfo->width = h.width;
+      mainInfo->height = h.height;
+      mainInfo->baseline = h.baseline ? 1 : 0;
+      mainInfo->orientation = h.exif.orientation;
+      copyText(mainInfo->date, sizeof mainInfo->date, h.exif.date);
+      copyText(mainInfo->title, sizeof mainInfo->title, h.exif.title);
+      copyText(mainInfo->description, sizeof mainInfo->description, h.exif.description);
+    }
+    if (thumbnail != nullptr && h.haveExif && h.exif.thumbnailLength > 0) {
+      embeddedPicture(f.get(), fileSize, h.tiffPosition + h.exif.thumbnailOffset,
+                      h.exif.thumbnailLength, thumbnail);
+    }
+    if (screennail != nullptr && !h.mpf.empty()) screennailOf(f.get(), fileSize, h, screennail);
+    return 0;
+  });
 }
 
 extern "C" int ASLWifi_getJpegMainInfo(const char* path, ASLWifiJpegMainInfo* info) {

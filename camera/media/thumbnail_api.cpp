@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "dms_camera.h"
+#include "export_guard.h"
 #include "picture_codec.h"
 #include "thumbnail_cache.h"
 
@@ -50,25 +51,31 @@ int cachedRender(const char* path, const char* kind, char** buffer, unsigned int
 }  // namespace
 
 extern "C" int ASLWifi_getMovieThumbBuffer(const char* path, char** buffer, unsigned int* size) {
-  return cachedRender(path, "movie", buffer, size, [path](std::vector<unsigned char>* picture) {
-    return camera_thumb::renderMovieThumbnail(path, picture);
+  return dms_export::guarded("ASLWifi_getMovieThumbBuffer", 1, [&]() -> int {
+    return cachedRender(path, "movie", buffer, size, [path](std::vector<unsigned char>* picture) {
+      return camera_thumb::renderMovieThumbnail(path, picture);
+    });
   });
 }
 
 extern "C" int ASLWifi_getJpegThumbBuffer(const char* path, char** buffer, unsigned int* size) {
-  return cachedRender(path, "photo", buffer, size, [path](std::vector<unsigned char>* picture) {
-    std::vector<unsigned char> data;
-    return readWhole(path, &data) && camera_thumb::renderJpegThumbnail(data, picture);
+  return dms_export::guarded("ASLWifi_getJpegThumbBuffer", 1, [&]() -> int {
+    return cachedRender(path, "photo", buffer, size, [path](std::vector<unsigned char>* picture) {
+      std::vector<unsigned char> data;
+      return readWhole(path, &data) && camera_thumb::renderJpegThumbnail(data, picture);
+    });
   });
 }
 
 extern "C" int ASLWifi_removeThumbBuffers(const char* path) {
-  if (path == nullptr) return 1;
-  // Both kinds: the file's kind is not known here, and a missing entry costs
-  // one failed unlink.
-  for (const char* kind : {"movie", "photo"}) {
-    const std::string cacheFile = camera_thumb::cacheFileFor(path, kind);
-    if (!cacheFile.empty()) unlink(cacheFile.c_str());
-  }
-  return 0;
+  return dms_export::guarded("ASLWifi_removeThumbBuffers", 1, [&]() -> int {
+    if (path == nullptr) return 1;
+    // Both kinds: the file's kind is not known here, and a missing entry costs
+    // one failed unlink.
+    for (const char* kind : {"movie", "photo"}) {
+      const std::string cacheFile = camera_thumb::cacheFileFor(path, kind);
+      if (!cacheFile.empty()) unlink(cacheFile.c_str());
+    }
+    return 0;
+  });
 }

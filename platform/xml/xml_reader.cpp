@@ -7,6 +7,7 @@
 
 #include "dms_platform.h"
 #include "em_xml_parser.h"
+#include "export_guard.h"
 #include "nuv_log.h"
 #include "xml_limits.h"
 
@@ -190,7 +191,8 @@ DMSAppString* DMSAppXmlparserClass::GetAttribute(_NodeXml* node, const DMSAppStr
 // ---- Exported functions ------------------------------------------------------
 
 extern "C" _XmlParser* DMSAppXmlParserGetDomMA(DMSAppString* text) {
-  return DMSAppXmlparserClass::GetDomMA(text);
+  return dms_export::guarded("DMSAppXmlParserGetDomMA", static_cast<_XmlParser*>(nullptr),
+                             [&]() -> _XmlParser* { return DMSAppXmlparserClass::GetDomMA(text); });
 }
 
 extern "C" _NodeXml* DMSAppXmlParserGetFirstNode(_XmlParser* parser) {
@@ -216,5 +218,7 @@ extern "C" void DMSAppXmlParserDestroy(_XmlParser* parser) {
 }
 
 extern "C" DMSAppString* DMSAppXmlGetAttribute(_NodeXml* node, DMSAppString* name) {
-  return DMSAppXmlparserClass::GetAttribute(node, name);
+  return dms_export::guarded(
+      "DMSAppXmlGetAttribute", static_cast<DMSAppString*>(nullptr),
+      [&]() -> DMSAppString* { return DMSAppXmlparserClass::GetAttribute(node, name); });
 }

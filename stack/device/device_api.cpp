@@ -4,26 +4,10 @@
 #include <cstring>
 
 #include "device.h"
-#include "nuv_log.h"
+#include "export_guard.h"
 
+using dms_export::guarded;
 using dmsstack::Device;
-
-namespace {
-
-// Runs `body`; `failure` when it throws (out of memory, in practice).
-template <typename Body>
-int guarded(const char* where, int failure, Body body) {
-  try {
-    return body();
-  } catch (const std::exception& error) {
-    NUVPrintf(NUV_LOG_ERROR, "[%s] %s", where, error.what());
-  } catch (...) {
-    NUVPrintf(NUV_LOG_ERROR, "[%s] unexpected failure", where);
-  }
-  return failure;
-}
-
-}  // namespace
 
 extern "C" int NUVDMSInitialize(const stNUVDMSCallbacks* callbacks, const char* descriptionDir,
                                 int* connectionID) {
@@ -70,15 +54,13 @@ extern "C" int NUVDMSSetActionTimeout(int milliseconds) {
 }
 
 extern "C" char* NUVDMSGetDescriptionURLMA(int connectionID) {
-  try {
+  return guarded("NUVDMSGetDescriptionURLMA", static_cast<char*>(nullptr), [&]() -> char* {
     std::string url = Device::instance().descriptionUrl(connectionID);
     if (url.empty()) return nullptr;
     char* copy = static_cast<char*>(malloc(url.size() + 1));
     if (copy != nullptr) memcpy(copy, url.c_str(), url.size() + 1);
     return copy;
-  } catch (...) {
-    return nullptr;
-  }
+  });
 }
 
 extern "C" int NUVDMSSendResponse(int connectionID, int actionID, const char* body) {

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "description.h"
+#include "export_guard.h"
 #include "file_text.h"
 #include "nuv_dms.h"
 #include "nuv_log.h"
@@ -9,7 +10,7 @@
 
 extern "C" int NUVSetDeviceName(const char* descriptionPath, const char* name) {
   if (descriptionPath == nullptr || name == nullptr) return 1;
-  try {
+  return dms_export::guarded("NUVSetDeviceName", 1, [&] {
     if (strlen(name) > dmsstack::kMaxFriendlyNameBytes) {
       NUVPrintf(NUV_LOG_ERROR, "[NUVSetDeviceName] name longer than %zu bytes",
                 dmsstack::kMaxFriendlyNameBytes);
@@ -31,7 +32,5 @@ extern "C" int NUVSetDeviceName(const char* descriptionPath, const char* name) {
       return 1;
     }
     return 0;
-  } catch (...) {
-    return 1;
-  }
+  });
 }

@@ -13,7 +13,9 @@
 #include <cstring>
 #include <mutex>
 #include <new>
+#include <vector>
 
+#include "export_guard.h"
 #include "nuv_dms.h"
 
 namespace dmsstack {
@@ -120,22 +122,23 @@ void freeNic(void* item) {
 
 extern "C" char* NUVUtilGetInterfaceIPAddress(const char* clientIP) {
   if (clientIP == nullptr) return nullptr;
-  try {
-    std::string address =
-        dmsstack::rememberedAddressFacing(clientIP, std::chrono::steady_clock::now());
-    return address.empty() ? nullptr : duplicate(address);
-  } catch (...) {
-    return nullptr;
-  }
+  return dms_export::guarded(
+      "NUVUtilGetInterfaceIPAddress", static_cast<char*>(nullptr), [&]() -> char* {
+        std::string address =
+            dmsstack::rememberedAddressFacing(clientIP, std::chrono::steady_clock::now());
+        return address.empty() ? nullptr : duplicate(address);
+      });
 }
 
 extern "C" int NUVGetNetworkInterfaceList(stNUVAppList** response) {
   if (response == nullptr) return 1;
   *response = nullptr;
-  try {
+  return dms_export::guarded("NUVGetNetworkInterfaceList", 1, [&] {
+    const std::vector<dmsstack::InterfaceAddress> nics = dmsstack::upInterfaces();
+    // Nothing below throws: the list is built with C allocations only.
     stNUVAppList* list = NUVListCreate();
     if (list == nullptr) return 1;
-    for (const dmsstack::InterfaceAddress& nic : dmsstack::upInterfaces()) {
+    for (const dmsstack::InterfaceAddress& nic : nics) {
       auto* item = static_cast<NicItem*>(malloc(sizeof(NicItem)));
       if (item != nullptr) {
         item->name = duplicate(nic.name);
@@ -150,9 +153,7 @@ extern "C" int NUVGetNetworkInterfaceList(stNUVAppList** response) {
     }
     *response = list;
     return 0;
-  } catch (...) {
-    return 1;
-  }
+  });
 }
 
 extern "C" int HNUVGetNoOfNetworkInterfaceFromResponse(stNUVAppList* response) {

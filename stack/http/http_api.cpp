@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "export_guard.h"
 #include "http_client.h"
 #include "http_records.h"
 #include "http_server.h"
@@ -88,85 +89,100 @@ extern "C" {
 
 int NUVHTTPStartHTTPProfile(const stNUVHTTPCallbacks* callbacks, void* reserved,
                             const char* address, int port, stNUVHTTPConnInfo** connInfo) {
-  if (callbacks != nullptr && callbacks->responseHeader != nullptr &&
-      callbacks->requestHeader == nullptr) {
-    return startClientMode(*callbacks, reserved, connInfo);
-  }
-  if (callbacks == nullptr || reserved != nullptr || connInfo == nullptr || port < 0 ||
-      port > 65535) {
-    return 1;
-  }
-  *connInfo = nullptr;
-  const std::vector<std::string> addresses =
-      address != nullptr ? std::vector<std::string>{address} : dmsstack::defaultHttpAddresses();
-  if (addresses.empty()) return 4;
-  std::vector<std::pair<int, std::string>> started;
-  for (const auto& a : addresses) {
-    const int profile = HttpServer::instance().startProfile(*callbacks, a, port);
-    if (profile > 0) started.emplace_back(profile, a);
-  }
-  if (started.empty()) return 1;
-  *connInfo = dmsstack::newConnInfo(started);
-  if (*connInfo == nullptr) {
-    for (const auto& p : started) HttpServer::instance().stopProfile(p.first);
-    return 1;
-  }
-  return 0;
+  return dms_export::guarded("NUVHTTPStartHTTPProfile", 1, [&]() -> int {
+    if (callbacks != nullptr && callbacks->responseHeader != nullptr &&
+        callbacks->requestHeader == nullptr) {
+      return startClientMode(*callbacks, reserved, connInfo);
+    }
+    if (callbacks == nullptr || reserved != nullptr || connInfo == nullptr || port < 0 ||
+        port > 65535) {
+      return 1;
+    }
+    *connInfo = nullptr;
+    const std::vector<std::string> addresses =
+        address != nullptr ? std::vector<std::string>{address} : dmsstack::defaultHttpAddresses();
+    if (addresses.empty()) return 4;
+    std::vector<std::pair<int, std::string>> started;
+    for (const auto& a : addresses) {
+      const int profile = HttpServer::instance().startProfile(*callbacks, a, port);
+      if (profile > 0) started.emplace_back(profile, a);
+    }
+    if (started.empty()) return 1;
+    *connInfo = dmsstack::newConnInfo(started);
+    if (*connInfo == nullptr) {
+      for (const auto& p : started) HttpServer::instance().stopProfile(p.first);
+      return 1;
+    }
+    return 0;
+  });
 }
 
-int NUVHTTPGetProfilePort(int profile) { return HttpServer::instance().portOf(profile); }
+int NUVHTTPGetProfilePort(int profile) {
+  return dms_export::guarded("NUVHTTPGetProfilePort", -1,
+                             [&]() -> int { return HttpServer::instance().portOf(profile); });
+}
 
 int NUVHTTPStopHTTPProfile(int profile, int connection) {
-  if (dmsstack::isClientProfile(profile)) return dmsstack::stopClientProfile(profile, connection);
-  if (connection < 0) return HttpServer::instance().stopProfile(profile) ? 0 : 1;
-  return HttpServer::instance().stopConnection(profile, connection) ? 0 : 1;
+  return dms_export::guarded("NUVHTTPStopHTTPProfile", 1, [&]() -> int {
+    if (dmsstack::isClientProfile(profile)) return dmsstack::stopClientProfile(profile, connection);
+    if (connection < 0) return HttpServer::instance().stopProfile(profile) ? 0 : 1;
+    return HttpServer::instance().stopConnection(profile, connection) ? 0 : 1;
+  });
 }
 
 int NUVHTTPSendResponse(int profile, int connection, NUVHTTPResponseHeaderInfo* header,
                         int headerOnly) {
-  if (header == nullptr) return 1;
-  auto c = HttpServer::instance().connection(profile, connection);
-  if (c == nullptr) return 1;
-  if (header->statusCode == 100) return 0;
-  QueuedResponse r;
-  r.status = header->statusCode;
-  r.close = header->connection != nullptr && strcasecmp(header->connection, "close") == 0;
-  splitContentType(header->contentType, &r);
-  r.lengthKnown = parseLength(header->contentLength, &r.length);
-  r.http11 = header->http11 != 0;
-  r.headerOnly = headerOnly != 0;
-  const int count = NUVListGetCount(header->additionalHeaders);
-  for (int i = 0; i < count; ++i) {
-    auto* h = static_cast<stNUVHeader*>(NUVListGetItemData(header->additionalHeaders, i));
-    if (h == nullptr || h->name == nullptr || h->value == nullptr) continue;
-    if (reservedHeader(h->name)) {
-      NUVPrintf(NUV_LOG_ERROR, "[HTTP] header \"%s\" is the stack's own; ignored", h->name);
-      continue;
+  return dms_export::guarded("NUVHTTPSendResponse", 1, [&]() -> int {
+    if (header == nullptr) return 1;
+    auto c = HttpServer::instance().connection(profile, connection);
+    if (c == nullptr) return 1;
+    if (header->statusCode == 100) return 0;
+    QueuedResponse r;
+    r.status = header->statusCode;
+    r.close = header->connection != nullptr && strcasecmp(header->connection, "close") == 0;
+    splitContentType(header->contentType, &r);
+    r.lengthKnown = parseLength(header->contentLength, &r.length);
+    r.http11 = header->http11 != 0;
+    r.headerOnly = headerOnly != 0;
+    const int count = NUVListGetCount(header->additionalHeaders);
+    for (int i = 0; i < count; ++i) {
+      auto* h = static_cast<stNUVHeader*>(NUVListGetItemData(header->additionalHeaders, i));
+      if (h == nullptr || h->name == nullptr || h->value == nullptr) continue;
+      if (reservedHeader(h->name)) {
+        NUVPrintf(NUV_LOG_ERROR, "[HTTP] header \"%s\" is the stack's own; ignored", h->name);
+        continue;
+      }
+      r.headers.emplace_back(h->name, h->value);
     }
-    r.headers.emplace_back(h->name, h->value);
-  }
-  return c->setResponse(std::move(r)) ? 0 : 1;
+    return c->setResponse(std::move(r)) ? 0 : 1;
+  });
 }
 
 int NUVHTTPSendPacket(int profile, int connection, const char* buffer, int length, int last) {
-  if (length < 0 || (length > 0 && buffer == nullptr)) return 1;
-  if (dmsstack::isClientProfile(profile)) {
-    return dmsstack::sendClientPacket(profile, connection, buffer, static_cast<size_t>(length),
-                                      last != 0);
-  }
-  auto c = HttpServer::instance().connection(profile, connection);
-  if (c == nullptr) return 1;
-  return c->addPacket(buffer, static_cast<size_t>(length), last != 0) ? 0 : 1;
+  return dms_export::guarded("NUVHTTPSendPacket", 1, [&]() -> int {
+    if (length < 0 || (length > 0 && buffer == nullptr)) return 1;
+    if (dmsstack::isClientProfile(profile)) {
+      return dmsstack::sendClientPacket(profile, connection, buffer, static_cast<size_t>(length),
+                                        last != 0);
+    }
+    auto c = HttpServer::instance().connection(profile, connection);
+    if (c == nullptr) return 1;
+    return c->addPacket(buffer, static_cast<size_t>(length), last != 0) ? 0 : 1;
+  });
 }
 
 int NUVHTTPSendRequest(int profile, int connection, const NUVHTTPClientRequest* request,
                        int complete) {
-  if (request == nullptr || !dmsstack::isClientProfile(profile)) return 1;
-  return dmsstack::sendClientRequest(profile, connection, *request, complete != 0);
+  return dms_export::guarded("NUVHTTPSendRequest", 1, [&]() -> int {
+    if (request == nullptr || !dmsstack::isClientProfile(profile)) return 1;
+    return dmsstack::sendClientRequest(profile, connection, *request, complete != 0);
+  });
 }
 
 long long NUVHTTPGetTransferBytesCount(int profile) {
-  return dmsstack::isClientProfile(profile) ? dmsstack::clientTransferBytes(profile) : -1;
+  return dms_export::guarded("NUVHTTPGetTransferBytesCount", -1LL, [&]() -> long long {
+    return dmsstack::isClientProfile(profile) ? dmsstack::clientTransferBytes(profile) : -1;
+  });
 }
 
 }  // extern "C"

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "export_guard.h"
 #include "http_records.h"
 #include "nuv_http.h"
 #include "nuv_list.h"
@@ -229,9 +230,11 @@ int NUVHTTPGetConnProfilesCount(const stNUVHTTPConnInfo* connInfo) {
 }
 
 int NUVHTTPAddConnInfo(stNUVHTTPConnInfo* stored, const stNUVHTTPConnInfo* added) {
-  if (stored == nullptr || added == nullptr || stored == added) return 1;
-  stored->entries.insert(stored->entries.end(), added->entries.begin(), added->entries.end());
-  return 0;
+  return dms_export::guarded("NUVHTTPAddConnInfo", 1, [&]() -> int {
+    if (stored == nullptr || added == nullptr || stored == added) return 1;
+    stored->entries.insert(stored->entries.end(), added->entries.begin(), added->entries.end());
+    return 0;
+  });
 }
 
 int NUVHTTPGetConnectionInfo(const stNUVHTTPConnInfo* connInfo, int index, int* profile,

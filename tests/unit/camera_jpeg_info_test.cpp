@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "dms_camera.h"
+#include "failing_allocations.h"
 #include "scanner_test_support.h"
 
 using scanner_test::mediaPath;
@@ -130,6 +131,26 @@ TEST(CameraJpegInfo, HeaderCutShortIsRefusedNotOverread) {
     EXPECT_NE(0, ASLWifi_getJpegInfo(cut.c_str(), &info, nullptr, &thumb)) << length;
     EXPECT_EQ(0, thumb.present);
   }
+}
+
+// An allocation failure while reading is the call's failure result, with
+// the outputs zeroed, never an exception out of the library.
+TEST(CameraJpegInfo, AllocationFailureWhileReadingBecomesItsFailureResult) {
+  const std::string photo = mediaPath("photos/canon_eos-rp__MG_0635.JPG");
+  const int points = failing_allocations::sweep(
+      [&] {
+        ASLWifiJpegMainInfo info{};
+        ASLWifiJpegPicture screen{};
+        ASLWifiJpegPicture thumb{};
+        const int rc = ASLWifi_getJpegInfo(photo.c_str(), &info, &screen, &thumb);
+        return std::make_pair(rc, info.width);
+      },
+      [](std::pair<int, int> result, bool failed) {
+        if (failed && result.first != 0) return;
+        EXPECT_EQ(0, result.first);
+        EXPECT_EQ(3120, result.second);
+      });
+  EXPECT_GT(points, 0);
 }
 
 TEST(CameraJpegInfo, ThumbSizeKeepsAspectWithin160) {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 #include "dms_camera.h"
+#include "failing_allocations.h"
 #include "nuv_config.h"
 #include "scanner_test_support.h"
 
@@ -150,6 +151,26 @@ TEST_F(CameraThumbnail, UnreadableInputsFail) {
   EXPECT_NE(0, ASLWifi_getJpegThumbBuffer(junk.c_str(), &buffer, &size));
   EXPECT_NE(0, ASLWifi_getJpegThumbBuffer(nullptr, &buffer, &size));
   EXPECT_NE(0, ASLWifi_getJpegThumbBuffer(junk.c_str(), nullptr, &size));
+}
+
+// An allocation failure anywhere in a render is the call's failure result,
+// never an exception out of the library, and leaks nothing (ASan).
+TEST_F(CameraThumbnail, AllocationFailureInARenderBecomesItsFailureResult) {
+  const std::string photo = mediaPath("photos/polaroid_pdc640m_POL_0136.JPG");
+  const int points = failing_allocations::sweep(
+      [&] {
+        char* buffer = nullptr;
+        unsigned int size = 0;
+        const int rc = ASLWifi_getJpegThumbBuffer(photo.c_str(), &buffer, &size);
+        const bool handedOut = buffer != nullptr && size > 0;
+        free(buffer);
+        return std::make_pair(rc, handedOut);
+      },
+      [](std::pair<int, bool> result, bool failed) {
+        EXPECT_TRUE((result.first == 0 && result.second) || (failed && result.first == 1))
+            << result.first;
+      });
+  EXPECT_GT(points, 0);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "failing_allocations.h"
 #include "log_capture.h"
 #include "nuv_log.h"
 
@@ -56,4 +57,34 @@ TEST(NUVPrintf, WritesTimestampedLineToStandardError) {
   EXPECT_EQ(out.substr(4, 1), "-");
   EXPECT_EQ(out.substr(19, 1), ".");
   EXPECT_NE(out.find(" [2] to stderr 7\n"), std::string::npos);
+}
+
+// Logging reports failures, so it must not fail itself: without memory for
+// a long message, its first 511 bytes are written.
+TEST(NUVPrintf, ALongMessageWithoutMemoryIsWrittenCut) {
+  LogCapture log;
+  const std::string big(2000, 'z');
+  {
+    failing_allocations::Armed armed(0);
+    NUVPrintf(1, "%s", big.c_str());
+    EXPECT_TRUE(armed.failed());
+  }
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_EQ(log.lines()[0].text, big.substr(0, 511));
+}
+
+// Whichever allocation fails (in the message or in the sink), NUVPrintf
+// returns; a message the sink could not take is dropped.
+TEST(NUVPrintf, AllocationFailureAnywhereIsSwallowed) {
+  LogCapture log;
+  const std::string big(2000, 'w');
+  const int points = failing_allocations::sweep(
+      [&] {
+        NUVPrintf(1, "%s", big.c_str());
+        return 0;
+      },
+      [](int, bool) {});
+  EXPECT_GT(points, 0);
+  ASSERT_FALSE(log.lines().empty());
+  EXPECT_EQ(log.lines().back().text, big);
 }

@@ -6,6 +6,7 @@
 #include "dms_mutex.h"
 #include "dms_platform.h"
 #include "dms_string.h"
+#include "failing_allocations.h"
 #include "log_capture.h"
 
 TEST(DMSAppMutex, CreateWithoutNameLogsAndStillMakesOne) {
@@ -83,4 +84,20 @@ TEST(DMSAppMutex, ServiceCanBeDestroyedAndRecreated) {
   EXPECT_EQ(DMSAppReleaseMutex(m), 1);
   EXPECT_EQ(DMSAppReleaseMutex(m), 1);
   EXPECT_EQ(DMSAppDeleteMutex(m), 1);
+}
+
+// The service is made on first use; without memory for it, creating a mutex
+// fails with null instead of throwing into the C caller.
+TEST(DMSAppMutex, AllocationFailureWhileMakingTheServiceGivesNull) {
+  DMSAppMutex::DestroyInstance();
+  DMSAppString name("Later");
+  const int points = failing_allocations::sweep(
+      [&] {
+        pthread_mutex_t* m = DMSAppCreateMutex(&name);
+        const bool made = m != nullptr;
+        if (made) DMSAppDeleteMutex(m);
+        return made;
+      },
+      [](bool made, bool failed) { EXPECT_TRUE(made || failed); });
+  EXPECT_GT(points, 0);
 }

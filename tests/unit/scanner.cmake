@@ -22,4 +22,6 @@ add_test(NAME E2E.DaemonScan
 # Serial: daemons running side by side compete for the UPnP port.
 set_tests_properties(E2E.DaemonScan PROPERTIES LABELS e2e TIMEOUT 300 RUN_SERIAL TRUE)
 # Allocation failures provoked at the C boundary.
-target_sources(registration_test PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/unit/failing_allocations.cpp)
+foreach(sweeping_test registration_test camera_jpeg_info_test camera_thumbnail_test)
+  target_sources(${sweeping_test} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/unit/failing_allocations.cpp)
+endforeach()

@@ -41,6 +41,8 @@ dms_stack_unit_test(stack_ssdp_alive_test)
 dms_stack_unit_test(stack_network_test)
 dms_stack_unit_test(stack_handles_test)
 dms_stack_unit_test(stack_device_api_test)
+# Allocation failures provoked at the C boundary.
+target_sources(stack_device_api_test PRIVATE ${DMS_STACK_TEST_DIR}/failing_allocations.cpp)
 
 # The exported functions called from C.
 add_executable(stack_exported_c_test ${DMS_STACK_TEST_DIR}/stack_exported_c_test.c)

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <string>
 
+#include "failing_allocations.h"
+#include "nuv_config.h"
 #include "nuv_dms.h"
 
 namespace {
@@ -42,6 +44,46 @@ std::string value(const char* service, const char* name) {
   std::string copy = text;
   free(text);
   return copy;
+}
+
+// An allocation failure inside an exported function is its failure result,
+// never an exception into the C caller, and leaks nothing (ASan).
+TEST(StackBoundary, AllocationFailureInAnExportBecomesItsFailureResult) {
+  // Keys and values longer than any short-string buffer, so that they
+  // allocate.
+  const std::string key(40, 'K');
+  const std::string text(60, 'v');
+  int points = failing_allocations::sweep(
+      [&] { return NUVSetConfiguration(key.c_str(), text.c_str()); },
+      [](int rc, bool failed) { EXPECT_TRUE(rc == 0 || (failed && rc == 1)) << rc; });
+  EXPECT_GT(points, 0);
+  points = failing_allocations::sweep(
+      [&] {
+        // -1: null; 1: the value stored; 0: something else.
+        char* value = NUVGetConfigurationMA(key.c_str());
+        const int read = value == nullptr ? -1 : text == value ? 1 : 0;
+        free(value);
+        return read;
+      },
+      [](int read, bool failed) { EXPECT_TRUE(read == 1 || (failed && read == -1)) << read; });
+  EXPECT_GT(points, 0);
+  NUVClearConfiguration();
+
+  points = failing_allocations::sweep(
+      [] {
+        stNUVAppList* list = nullptr;
+        const int rc = NUVGetNetworkInterfaceList(&list);
+        const int count = HNUVGetNoOfNetworkInterfaceFromResponse(list);
+        NUVReleaseNetworkInterfaceList(list);
+        return std::make_pair(rc, count);
+      },
+      [](std::pair<int, int> result, bool failed) {
+        // The loopback interface is up in any namespace the tests run in.
+        EXPECT_TRUE((result.first == 0 && result.second >= 1) ||
+                    (failed && result.first == 1 && result.second == 0))
+            << result.first << " " << result.second;
+      });
+  EXPECT_GT(points, 0);
 }
 
 }  // namespace

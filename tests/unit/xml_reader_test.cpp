@@ -8,6 +8,7 @@
 
 #include "dms_string.h"
 #include "dms_xml.h"
+#include "failing_allocations.h"
 
 namespace {
 
@@ -427,6 +428,28 @@ struct BadInput {
 class XmlReaderRefuses : public ::testing::TestWithParam<BadInput> {};
 
 std::string labelOf(const ::testing::TestParamInfo<BadInput>& info) { return info.param.label; }
+
+// Whichever allocation fails while a document is parsed, the call gives
+// null (or the whole tree) and leaks nothing (ASan). The results are short
+// strings, which the test's own code can hold without allocating.
+TEST(XmlReader, AllocationFailureWhileParsingGivesNull) {
+  const std::string didl =
+      "<DIDL-Lite><item id=\"1\" parentID=\"0\"><dc:title>A title long enough to allocate"
+      "</dc:title><res protocolInfo=\"http-get:*:image/jpeg:*\">http://x/y</res></item>"
+      "</DIDL-Lite>";
+  const std::unique_ptr<DMSAppString> input = bytes(didl);
+  const int points = failing_allocations::sweep(
+      [&] {
+        ParserPtr p(DMSAppXmlParserGetDomMA(input.get()));
+        if (p == nullptr) return std::string("(null)");
+        NodePtr n = first(p.get());
+        return n != nullptr ? str(n->name) : std::string("(no node)");
+      },
+      [](const std::string& first, bool failed) {
+        EXPECT_TRUE(first == "item" || failed) << first;
+      });
+  EXPECT_GT(points, 0);
+}
 
 }  // namespace
 

@@ -1,10 +1,11 @@
 // The one place where a C++ exception is stopped at the C boundary: every
-// exported function of libdms, and every callback it hands the stack, runs
-// its body through guarded(),
-// so a failure inside (out of memory in a std::string, say) becomes the
-// function's failure result and a level-2 log line, never an escaping throw.
-#ifndef DMS_PLATFORM_EXPORT_GUARD_H
-#define DMS_PLATFORM_EXPORT_GUARD_H
+// exported function of libdmsstack, libdmscamera and libdms that can throw,
+// and every callback handed across a library boundary, runs its body
+// through guarded(), so a failure inside (out of memory in a std::string,
+// say) becomes the function's failure result and a level-2 log line, never
+// an escaping throw.
+#ifndef DMS_BOUNDARY_EXPORT_GUARD_H
+#define DMS_BOUNDARY_EXPORT_GUARD_H
 
 #include <exception>
 
@@ -18,9 +19,9 @@ R guarded(const char* function, R onFailure, F&& body) noexcept {
   try {
     return body();
   } catch (const std::exception& e) {
-    NUVPrintf(2, "[%s] failed: %s", function, e.what());
+    NUVPrintf(NUV_LOG_ERROR, "[%s] failed: %s", function, e.what());
   } catch (...) {
-    NUVPrintf(2, "[%s] failed", function);
+    NUVPrintf(NUV_LOG_ERROR, "[%s] failed", function);
   }
   return onFailure;
 }
@@ -36,4 +37,4 @@ void guardedVoid(const char* function, F&& body) noexcept {
 
 }  // namespace dms_export
 
-#endif  // DMS_PLATFORM_EXPORT_GUARD_H
+#endif  // DMS_BOUNDARY_EXPORT_GUARD_H
