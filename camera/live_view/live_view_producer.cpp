@@ -158,6 +158,7 @@ void LiveViewProducer::Run(std::unique_ptr<FrameSource> source, FrameSize size) 
     if (StopAsked()) break;
     if (serverIsPaused()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(kSliceMs));
+      pausedSlices_.fetch_add(1);
       continue;
     }
     std::vector<unsigned char>& chunk = frames_[current];

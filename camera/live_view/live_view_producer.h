@@ -52,6 +52,9 @@ class LiveViewProducer {
   // Test seam: how long a frame may wait for a consumer before the stream
   // ends (kConsumerGoneMs unless a test shortens it).
   void SetConsumerGoneMsForTest(unsigned long ms);
+  // Test seam: how many times a stream's thread found the stream paused and
+  // waited a slice instead of making a frame.
+  unsigned long PausedSlicesForTest() const { return pausedSlices_.load(); }
 
  private:
   LiveViewProducer() = default;
@@ -73,6 +76,7 @@ class LiveViewProducer {
   bool consumerStopped_ = false;  // guarded by mutex_
   std::thread thread_;            // guarded by mutex_
   std::atomic<unsigned long> consumerGoneMs_{kConsumerGoneMs};
+  std::atomic<unsigned long> pausedSlices_{0};
   // The frames handed out. They live as long as the process: a sender that
   // took a frame's address just before its stream ended still reads valid
   // memory. A buffer is rewritten only after the server released it.

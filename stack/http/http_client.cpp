@@ -170,6 +170,10 @@ class HttpClient {
   int packet(int profile, int connection, const char* data, size_t length, bool last);
   int stop(int profile, int connection);
   long long bytes(int profile) const;
+  bool waitIdle(std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return finished_.wait_for(lock, timeout, [this] { return !running_; });
+  }
   void setLimits(const HttpClientLimits& limits) {
     std::lock_guard<std::mutex> lock(mutex_);
     limits_ = limits;
@@ -378,6 +382,7 @@ void HttpClient::run() {
       starts.swap(starts_);
       if (starts.empty() && attached_.empty()) {
         running_ = false;  // the next request starts another worker
+        finished_.notify_all();
         return;
       }
     }
@@ -721,6 +726,10 @@ long long clientTransferBytes(int profile) { return HttpClient::instance().bytes
 
 void setHttpClientLimits(const HttpClientLimits& limits) {
   HttpClient::instance().setLimits(limits);
+}
+
+bool waitHttpClientIdle(std::chrono::milliseconds timeout) {
+  return HttpClient::instance().waitIdle(timeout);
 }
 
 }  // namespace dmsstack

@@ -63,6 +63,13 @@ long long clientTransferBytes(int profile);
 // Bounds for the transfers that start from now on.
 void setHttpClientLimits(const HttpClientLimits& limits);
 
+// A test seam: waits up to `timeout` for the worker thread to end, which it
+// does when no transfer is left; true when it has. Every callback of a
+// client profile runs on the worker or inside a call of the caller's own, so
+// once it has ended none comes until the next request is sent, and a test
+// can check that nothing more happened without sleeping.
+bool waitHttpClientIdle(std::chrono::milliseconds timeout);
+
 }  // namespace dmsstack
 
 #endif  // DMS_STACK_HTTP_HTTP_CLIENT_H

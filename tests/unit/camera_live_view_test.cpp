@@ -181,7 +181,9 @@ TEST_F(Producer, PausedProducerHandsOverNoPictures) {
   ASSERT_TRUE(CDSRVF_Mpegfunc_mpeg_start());
   ASSERT_EQ(sem_wait(g_RVFsemBufferReady4Read), 0);  // the header
   sem_post(g_RVFsemBufferReadComplete);
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  // The thread has seen the pause three times, each time making no frame.
+  const unsigned long seen = producer().PausedSlicesForTest();
+  ASSERT_TRUE(eventually([seen] { return producer().PausedSlicesForTest() >= seen + 3; }));
   EXPECT_EQ(semaphoreValue(g_RVFsemBufferReady4Read), 0) << "nothing while paused";
   DMSLiveViewResumeStreaming();
   ASSERT_TRUE(eventually([] { return semaphoreValue(g_RVFsemBufferReady4Read) == 1; }));

@@ -39,6 +39,17 @@ class Recorder {
     cv_.wait_for(lock, timeout, [&] { return sent_.size() >= count; });
     return sent_;
   }
+  // Waits until `done(sent so far)` holds; what was sent by then.
+  template <typename Done>
+  std::vector<Sent> waitUntil(Done done, std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    cv_.wait_for(lock, timeout, [&] { return done(sent_); });
+    return sent_;
+  }
+  std::vector<Sent> all() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return sent_;
+  }
 
  private:
   std::mutex mutex_;
@@ -81,8 +92,22 @@ TEST(Eventing, QuickModeratedChangesGiveOneLaterEventWithTheLatestValue) {
   set(table, eventing, "ContainerUpdateIDs", "0,1");
   set(table, eventing, "SystemUpdateID", "3");
   set(table, eventing, "ContainerUpdateIDs", "0,2");
-  std::this_thread::sleep_for(std::chrono::milliseconds(900));
-  std::vector<Sent> sent = recorder.waitFor(5, std::chrono::milliseconds(0));
+  // Wait for both latest values, then stop: stop() returns after the last
+  // notifier call, so what was sent by then is all that ever will be.
+  auto carries = [](const std::vector<Sent>& sent, const std::string& name,
+                    const std::string& value) {
+    for (const Sent& event : sent)
+      for (const auto& change : event.changes)
+        if (change.first == name && change.second == value) return true;
+    return false;
+  };
+  recorder.waitUntil(
+      [&](const std::vector<Sent>& sent) {
+        return carries(sent, "SystemUpdateID", "3") && carries(sent, "ContainerUpdateIDs", "0,2");
+      },
+      std::chrono::milliseconds(10000));
+  eventing.stop();
+  std::vector<Sent> sent = recorder.all();
   // Each variable: its first change at once, then one event with its latest
   // value when its interval ends (the two may share one event).
   std::map<std::string, std::vector<std::string>> values;
@@ -103,7 +128,6 @@ TEST(Eventing, QuickModeratedChangesGiveOneLaterEventWithTheLatestValue) {
   EXPECT_GE(times["ContainerUpdateIDs"][1] - times["ContainerUpdateIDs"][0],
             std::chrono::milliseconds(250));
   EXPECT_LE(sent.size(), 4u);
-  eventing.stop();
 }
 
 TEST(Eventing, NothingIsSentWhileStoppedAndHeldChangesDieWithStop) {
@@ -114,9 +138,10 @@ TEST(Eventing, NothingIsSentWhileStoppedAndHeldChangesDieWithStop) {
   eventing.start(recorder.notifier());
   set(table, eventing, "SystemUpdateID", "1");
   set(table, eventing, "SystemUpdateID", "2");
+  // stop() returns after the last notifier call and ends the thread that
+  // sends held-back changes: what was sent by then is all that ever will be.
   eventing.stop();
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
-  std::vector<Sent> sent = recorder.waitFor(5, std::chrono::milliseconds(0));
+  std::vector<Sent> sent = recorder.all();
   ASSERT_EQ(sent.size(), 1u);
   EXPECT_EQ(sent[0].changes, (NameValueList{{"SystemUpdateID", "1"}}));
 }

@@ -515,7 +515,7 @@ TEST_F(StackHttpClient, StartGivesOneEntryWithoutAddressAndOpensNothing) {
   EXPECT_EQ(NUVHTTPStopHTTPProfile(profile, NUV_HTTP_ALL_CONNECTIONS), 0);
   EXPECT_EQ(NUVHTTPStopHTTPProfile(profile, NUV_HTTP_ALL_CONNECTIONS), 1) << "gone";
   EXPECT_EQ(NUVHTTPGetTransferBytesCount(profile), -1);
-  std::this_thread::sleep_for(50ms);
+  ASSERT_TRUE(dmsstack::waitHttpClientIdle(10s)) << "no callback can come after this";
   EXPECT_TRUE(events(profile).empty()) << "no request, no callback";
   EXPECT_EQ(server.accepted(), 0);
 }
@@ -536,7 +536,7 @@ TEST_F(StackHttpClient, GetDeliversTheBodyInPiecesThenTheLastThenException6) {
   EXPECT_FALSE(l.otherThread);
   EXPECT_NE(l.thread, std::this_thread::get_id());
   EXPECT_EQ(NUVHTTPGetTransferBytesCount(profile), 1 << 20);
-  std::this_thread::sleep_for(50ms);
+  ASSERT_TRUE(dmsstack::waitHttpClientIdle(10s)) << "no callback can come after this";
   EXPECT_FALSE(log(profile).afterSix);
   EXPECT_EQ(NUVHTTPStopHTTPProfile(profile, NUV_HTTP_ALL_CONNECTIONS), 0)
       << "the profile stays until stopped";
@@ -854,7 +854,7 @@ TEST_F(StackHttpClient, StoppingFromAnotherThreadEndsASlowGetBeforeReturning) {
   EXPECT_EQ(std::vector<std::string>(e.end() - 3, e.end()),
             (Events{"piece", "exception 0", "exception 6"}))
       << "before the stop returned";
-  std::this_thread::sleep_for(200ms);
+  ASSERT_TRUE(dmsstack::waitHttpClientIdle(10s)) << "no callback can come after this";
   EXPECT_EQ(events(profile).size(), e.size()) << "nothing after";
   EXPECT_EQ(NUVHTTPStopHTTPProfile(profile, NUV_HTTP_ALL_CONNECTIONS), 1);
   EXPECT_EQ(NUVHTTPGetTransferBytesCount(profile), -1);
@@ -874,7 +874,7 @@ TEST_F(StackHttpClient, StoppingFromACallbackEndsTheTransferWhenItReturns) {
   const int second = fetch(newRequest(NUV_HTTP_GET, server.url("/slow")), true, onHeader);
   ASSERT_TRUE(waitClosed(first));
   ASSERT_TRUE(waitClosed(second));
-  std::this_thread::sleep_for(100ms);
+  ASSERT_TRUE(dmsstack::waitHttpClientIdle(10s)) << "no callback can come after this";
   EXPECT_EQ(events(first),
             (Events{"connect", "header 200", "piece", "stop 0", "exception 0", "exception 6"}));
   EXPECT_EQ(log(first).pieces, 1);
@@ -930,7 +930,7 @@ TEST_F(StackHttpClient, StoppingFromTheClosingExceptionsRaisesNothingMore) {
   onFailure.stopOnException = NUV_HTTP_EXCEPTION_SEND_FAILURE;
   const int second = fetch(newRequest(NUV_HTTP_GET, closedUrl()), true, onFailure);
   ASSERT_TRUE(waitClosed(second));
-  std::this_thread::sleep_for(100ms);
+  ASSERT_TRUE(dmsstack::waitHttpClientIdle(10s)) << "no callback can come after this";
   EXPECT_EQ(events(first),
             (Events{"connect", "header 200", "piece", "last", "exception 6", "stop 0"}));
   EXPECT_EQ(events(second), (Events{"connect", "exception 2", "stop 0", "exception 6"}));
@@ -969,7 +969,7 @@ TEST_F(StackHttpClient, RequestsThatCannotBeSentAreRefused) {
   EXPECT_EQ(NUVHTTPSendRequest(12345, 12345, split, 1), 1) << "not a client profile";
   NUVHTTPFreeClientRequest(split);
   EXPECT_EQ(NUVHTTPGetTransferBytesCount(12345), -1);
-  std::this_thread::sleep_for(50ms);
+  ASSERT_TRUE(dmsstack::waitHttpClientIdle(10s)) << "no callback can come after this";
   EXPECT_TRUE(events(profile).empty());
 
   TestServer server([](Peer& peer) { peer.send(response(200, "once")); });
