@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <new>
 
 #include "nuv_dms.h"
@@ -29,15 +30,17 @@ struct Record {
 
 std::atomic<int> gOutstanding{0};
 
+// Null when out of memory; the copies of the strings may throw, and then
+// nothing is left allocated.
 Record* newRecord(Kind kind, const std::string& name, const std::string& ip,
                   const std::string& mac) {
-  auto* record = new (std::nothrow) Record();
+  std::unique_ptr<Record> record(new (std::nothrow) Record());
   if (record == nullptr) return nullptr;
   record->kind = kind;
   record->name = name;
   record->ip = ip;
   record->mac = mac;
-  return record;
+  return record.release();
 }
 
 stNUVAppList* wrap(Record* record) {
