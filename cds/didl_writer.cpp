@@ -2,6 +2,7 @@
 // elements of each item.
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "browse_search_argument.h"
@@ -75,12 +76,11 @@ std::unique_ptr<DMSAppString> pendingImportURI(const ContentsEnumeratorArgument*
       std::string(textOf(record->GetFilePath())) + "/" + textOf(record->GetFileName());
   DMSAppString fullPath(path.c_str());
   std::unique_ptr<DMSAppString> importURI;
-  TemporaryContentsLock lock(temporary);
-  const TempContentInfo* entry = lock.entryOf(&fullPath);
-  if (entry != nullptr) {
+  const std::optional<TempContentSnapshot> entry = temporary->findContent(&fullPath);
+  if (entry) {
     NUVPrintf(NUV_LOG_INFO, "Stil present in TempContentsManager -- %s  importURI:%s",
-              textOf(entry->contentID), textOf(entry->importURI));
-    importURI.reset(new (std::nothrow) DMSAppString(textOf(entry->importURI)));
+              entry->contentID.c_str(), entry->importURI.c_str());
+    importURI.reset(new (std::nothrow) DMSAppString(entry->importURI.c_str()));
   }
   return importURI;
 }

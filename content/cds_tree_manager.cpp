@@ -76,12 +76,7 @@ CDSTreeManager::CDSTreeManager()
       containers_(new (std::nothrow) DMSCDSList()),
       listenerCounter_(0),
       newContainerNumber_(0),
-      defaultContainer_(7),
-      configuredViewIDs_{nullptr, nullptr, nullptr},
-      imageContainerID_(nullptr),
-      audioContainerID_(nullptr),
-      videoContainerID_(nullptr),
-      vendorDomain_(nullptr) {
+      defaultContainer_(7) {
   __InitContainerList();
   TemporaryContentsManager::GetInstance();
 }
@@ -90,41 +85,32 @@ CDSTreeManager::~CDSTreeManager() {
   TemporaryContentsManager::DestroyInstance();
   if (containers_ != nullptr) containers_->RemoveAllListItem(&deleteContainer);
   if (listeners_ != nullptr) listeners_->RemoveAllListItem(&deleteListenerEntry);
-  delete containers_;
-  delete listeners_;
-  for (DMSAppString* id : configuredViewIDs_) delete id;
-  delete imageContainerID_;
-  delete audioContainerID_;
-  delete videoContainerID_;
-  delete vendorDomain_;
 }
 
 bool CDSTreeManager::addContainer(const char* id, const char* parentID, const char* name,
                                   const char* upnpClass, const char* basePath, unsigned int kind,
                                   int third, const char* accessRestriction) {
   if (containers_ == nullptr) return false;
-  DMSAppString* path = basePath == nullptr ? nullptr : text_util::newText(basePath);
+  std::unique_ptr<DMSAppString> path(basePath == nullptr ? nullptr : text_util::newText(basePath));
   if (basePath != nullptr && path == nullptr) return false;
-  ContentsEnumeratorInitInfo* init =
-      new (std::nothrow) ContentsEnumeratorInitInfo(path, kind, third);
-  if (init == nullptr) {
-    delete path;
-    return false;
-  }
-  std::unique_ptr<ContainerInfo> container(
-      new (std::nothrow) ContainerInfo(id, parentID, name, upnpClass, init, accessRestriction));
-  if (container == nullptr) {
-    delete init;
-    return false;
-  }
-  MultiMediaDBEnumerator* enumerator = new (std::nothrow) MultiMediaDBEnumerator(path, kind);
-  if (!container->IsComplete() || container->ConnectCE(enumerator) != 0) {
-    delete enumerator;
-    return false;
-  }
+  // Each part stays with its own pointer until the object taking it exists,
+  // so a failed allocation releases whatever was made before it.
+  std::unique_ptr<ContentsEnumeratorInitInfo> init(
+      new (std::nothrow) ContentsEnumeratorInitInfo(path.get(), kind, third));
+  if (init == nullptr) return false;
+  path.release();  // the init info's now
+  std::unique_ptr<ContainerInfo> container(new (std::nothrow) ContainerInfo(
+      id, parentID, name, upnpClass, init.get(), accessRestriction));
+  if (container == nullptr) return false;
+  init.release();  // the container's now
+  // The enumerator keeps its own copy of the base path.
+  std::unique_ptr<MultiMediaDBEnumerator> enumerator(
+      new (std::nothrow) MultiMediaDBEnumerator(container->ReadCEInfo()->GetBasePath(), kind));
+  if (!container->IsComplete() || container->ConnectCE(enumerator.get()) != 0) return false;
+  enumerator.release();  // the container's now
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   if (containers_->AddItem(container.get()) != 0) return false;
-  container.release();
+  container.release();  // the list's now
   return true;
 }
 
@@ -154,18 +140,19 @@ ContainerInfo* CDSTreeManager::GetNextContainerInformation(unsigned int /*reques
   if (afterID == nullptr) return nullptr;
   std::lock_guard<std::recursive_mutex> lock(mutex_);
   bool previousMatched = false;
-  return static_cast<ContainerInfo*>(walk(containers_, [&previousMatched, afterID](void* data) {
-    if (previousMatched) return true;
-    previousMatched = text_util::sameTextI(static_cast<ContainerInfo*>(data)->GetID(), afterID);
-    return false;
-  }));
+  return static_cast<ContainerInfo*>(
+      walk(containers_.get(), [&previousMatched, afterID](void* data) {
+        if (previousMatched) return true;
+        previousMatched = text_util::sameTextI(static_cast<ContainerInfo*>(data)->GetID(), afterID);
+        return false;
+      }));
 }
 
 ContainerInfo* CDSTreeManager::GetContainerInformation(unsigned int /*requestID*/,
                                                        DMSAppString* id) {
   if (id == nullptr) return nullptr;
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  return static_cast<ContainerInfo*>(walk(containers_, [id](void* data) {
+  return static_cast<ContainerInfo*>(walk(containers_.get(), [id](void* data) {
     return text_util::sameText(static_cast<ContainerInfo*>(data)->GetID(), id);
   }));
 }
@@ -238,17 +225,15 @@ int CDSTreeManager::DestroyContent(unsigned int requestID, DMSAppString* contain
 
 int CDSTreeManager::CreateContent(unsigned int requestID, DMSAppString* containerID,
                                   ContentsEnumeratorArgument* record) {
+  std::unique_ptr<ContentsEnumeratorArgument> owned(record);
   ContainerInfo* container = GetContainerInformation(requestID, containerID);
   MultiMediaDBEnumerator* enumerator =
       container == nullptr ? nullptr : dynamic_cast<MultiMediaDBEnumerator*>(container->GetCE());
-  if (enumerator == nullptr || record == nullptr) {
-    delete record;
-    return 1;
-  }
+  if (enumerator == nullptr || owned == nullptr) return 1;
   // A type the extension table does not know keeps the one the client gave.
-  DMSAppString* mimeType = enumerator->GetContentMIMEType(record->GetFilePath());
-  if (mimeType != nullptr) record->SetMimetypeString(mimeType);
-  enumerator->ReserveNewContentID(requestID, record);
+  std::unique_ptr<DMSAppString> mimeType(enumerator->GetContentMIMEType(owned->GetFilePath()));
+  if (mimeType != nullptr) owned->SetMimetypeString(mimeType.release());
+  enumerator->ReserveNewContentID(requestID, owned.release());
   return 0;
 }
 
@@ -262,30 +247,29 @@ int CDSTreeManager::RegisterUploadedContent(unsigned int requestID, DMSAppString
 int CDSTreeManager::RegisterContainerEventListener(ContainerEventListener* listener) {
   if (listener == nullptr) return 0;
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  ListenerEntry* entry = new (std::nothrow) ListenerEntry{listenerCounter_ + 1, listener};
-  if (entry == nullptr || listeners_ == nullptr || listeners_->AddItem(entry) != 0) {
-    delete entry;
-    return 0;
-  }
+  std::unique_ptr<ListenerEntry> entry(new (std::nothrow)
+                                           ListenerEntry{listenerCounter_ + 1, listener});
+  if (entry == nullptr || listeners_ == nullptr || listeners_->AddItem(entry.get()) != 0) return 0;
+  const ListenerEntry* listed = entry.release();  // the list's now
   ++listenerCounter_;
-  listener->listenerID_ = entry->id;
+  listener->listenerID_ = listed->id;
   return 1;
 }
 
 int CDSTreeManager::DeregisterContainerEventListener(unsigned int id) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  ListenerEntry* entry = static_cast<ListenerEntry*>(
-      walk(listeners_, [id](void* data) { return static_cast<ListenerEntry*>(data)->id == id; }));
-  if (entry == nullptr) return 0;
-  listeners_->DeleteItem(entry);
+  ListenerEntry* found = static_cast<ListenerEntry*>(walk(
+      listeners_.get(), [id](void* data) { return static_cast<ListenerEntry*>(data)->id == id; }));
+  if (found == nullptr) return 0;
+  listeners_->DeleteItem(found);
+  std::unique_ptr<ListenerEntry> entry(found);  // taken back from the list
   entry->listener->listenerID_ = 0;
-  delete entry;
   return 1;
 }
 
 void CDSTreeManager::Notify(NUV_CDSEVENT_TYPE type, DMSCDSList* list) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  walk(listeners_, [type, list](void* data) {
+  walk(listeners_.get(), [type, list](void* data) {
     static_cast<ListenerEntry*>(data)->listener->ContainerEventReceived(type, list);
     return false;
   });
@@ -293,7 +277,7 @@ void CDSTreeManager::Notify(NUV_CDSEVENT_TYPE type, DMSCDSList* list) {
 
 void CDSTreeManager::Notify(NUV_CDSEVENT_TYPE type, DMSAppString* text) {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  walk(listeners_, [type, text](void* data) {
+  walk(listeners_.get(), [type, text](void* data) {
     static_cast<ListenerEntry*>(data)->listener->ContainerEventReceived(type, text);
     return false;
   });

@@ -11,6 +11,8 @@
 #ifndef DMS_CONTENT_CDS_TREE_MANAGER_H
 #define DMS_CONTENT_CDS_TREE_MANAGER_H
 
+#include <array>
+#include <memory>
 #include <mutex>
 
 #include "container_event_listener.h"
@@ -101,18 +103,20 @@ class CDSTreeManager : public ContentsEnumeratorEventListener {
   ContentsEnumerator* findForRequest(DMSAppString* containerID, const char* request);
 
   mutable std::recursive_mutex mutex_;
-  DMSCDSList* listeners_;
-  DMSCDSList* containers_;
+  // Both lists own their elements (a ListenerEntry, a ContainerInfo), which
+  // the destructor releases through the lists' deleters.
+  std::unique_ptr<DMSCDSList> listeners_;
+  std::unique_ptr<DMSCDSList> containers_;
   unsigned int listenerCounter_;
   unsigned int newContainerNumber_;
   int defaultContainer_;
   // Basic-view container IDs as configured, and as offered (null when the
   // default-container mask leaves a kind out).
-  DMSAppString* configuredViewIDs_[3];
-  DMSAppString* imageContainerID_;
-  DMSAppString* audioContainerID_;
-  DMSAppString* videoContainerID_;
-  DMSAppString* vendorDomain_;
+  std::array<std::unique_ptr<DMSAppString>, 3> configuredViewIDs_;
+  std::unique_ptr<DMSAppString> imageContainerID_;
+  std::unique_ptr<DMSAppString> audioContainerID_;
+  std::unique_ptr<DMSAppString> videoContainerID_;
+  std::unique_ptr<DMSAppString> vendorDomain_;
 };
 
 #endif  // DMS_CONTENT_CDS_TREE_MANAGER_H

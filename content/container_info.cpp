@@ -8,23 +8,15 @@
 ContainerInfo::ContainerInfo(const char* id, const char* parentID, const char* name,
                              const char* upnpClass, ContentsEnumeratorInitInfo* initInfo,
                              const char* accessRestriction)
-    : id_(text_util::newText(id)),
+    : initInfo_(initInfo),
+      id_(text_util::newText(id)),
       parentID_(text_util::newText(parentID)),
       name_(text_util::newText(name)),
       upnpClass_(text_util::newText(upnpClass)),
-      initInfo_(initInfo),
-      enumerator_(nullptr),
       accessRestriction_(text_util::newText(accessRestriction)) {}
 
-ContainerInfo::~ContainerInfo() {
-  delete id_;
-  delete parentID_;
-  delete name_;
-  delete upnpClass_;
-  delete initInfo_;
-  delete enumerator_;
-  delete accessRestriction_;
-}
+// Out of line: the owned types are complete only here.
+ContainerInfo::~ContainerInfo() = default;
 
 bool ContainerInfo::IsComplete() const {
   return id_ != nullptr && parentID_ != nullptr && name_ != nullptr && upnpClass_ != nullptr &&
@@ -33,7 +25,7 @@ bool ContainerInfo::IsComplete() const {
 
 int ContainerInfo::ConnectCE(ContentsEnumerator* enumerator) {
   if (enumerator == nullptr || enumerator_ != nullptr) return 1;
-  enumerator_ = enumerator;
+  enumerator_.reset(enumerator);
   return 0;
 }
 
@@ -44,13 +36,7 @@ ContainerPublicInfo::ContainerPublicInfo(const ContainerInfo& source)
       upnpClass_(text_util::copyOf(source.GetUPnPClass())),
       accessRestriction_(text_util::copyOf(source.GetAccessRestriction())) {}
 
-ContainerPublicInfo::~ContainerPublicInfo() {
-  delete id_;
-  delete parentID_;
-  delete name_;
-  delete upnpClass_;
-  delete accessRestriction_;
-}
+ContainerPublicInfo::~ContainerPublicInfo() = default;
 
 bool ContainerPublicInfo::IsComplete() const {
   return id_ != nullptr && parentID_ != nullptr && name_ != nullptr && upnpClass_ != nullptr &&

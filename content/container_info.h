@@ -8,6 +8,8 @@
 #ifndef DMS_CONTENT_CONTAINER_INFO_H
 #define DMS_CONTENT_CONTAINER_INFO_H
 
+#include <memory>
+
 class ContentsEnumerator;
 class ContentsEnumeratorInitInfo;
 class DMSAppString;
@@ -18,31 +20,31 @@ class ContainerInfo {
   // whether every copy could be made.
   ContainerInfo(const char* id, const char* parentID, const char* name, const char* upnpClass,
                 ContentsEnumeratorInitInfo* initInfo, const char* accessRestriction);
-  // Releases the texts, the init info and the enumerator.
   ~ContainerInfo();
   ContainerInfo(const ContainerInfo&) = delete;
   ContainerInfo& operator=(const ContainerInfo&) = delete;
 
   bool IsComplete() const;
-  DMSAppString* GetID() const { return id_; }
-  DMSAppString* GetParentID() const { return parentID_; }
-  DMSAppString* GetName() const { return name_; }
-  DMSAppString* GetUPnPClass() const { return upnpClass_; }
-  ContentsEnumeratorInitInfo* ReadCEInfo() const { return initInfo_; }
-  ContentsEnumerator* GetCE() const { return enumerator_; }
-  DMSAppString* GetAccessRestriction() const { return accessRestriction_; }
+  DMSAppString* GetID() const { return id_.get(); }
+  DMSAppString* GetParentID() const { return parentID_.get(); }
+  DMSAppString* GetName() const { return name_.get(); }
+  DMSAppString* GetUPnPClass() const { return upnpClass_.get(); }
+  ContentsEnumeratorInitInfo* ReadCEInfo() const { return initInfo_.get(); }
+  ContentsEnumerator* GetCE() const { return enumerator_.get(); }
+  DMSAppString* GetAccessRestriction() const { return accessRestriction_.get(); }
   // Attaches (and takes) the enumerator. 0, or 1 for null or when one is
   // attached already.
   int ConnectCE(ContentsEnumerator* enumerator);
 
  private:
-  DMSAppString* id_;
-  DMSAppString* parentID_;
-  DMSAppString* name_;
-  DMSAppString* upnpClass_;
-  ContentsEnumeratorInitInfo* initInfo_;
-  ContentsEnumerator* enumerator_;
-  DMSAppString* accessRestriction_;
+  // First, so that the init info is owned before any copy is attempted.
+  std::unique_ptr<ContentsEnumeratorInitInfo> initInfo_;
+  std::unique_ptr<DMSAppString> id_;
+  std::unique_ptr<DMSAppString> parentID_;
+  std::unique_ptr<DMSAppString> name_;
+  std::unique_ptr<DMSAppString> upnpClass_;
+  std::unique_ptr<ContentsEnumerator> enumerator_;
+  std::unique_ptr<DMSAppString> accessRestriction_;
 };
 
 class ContainerPublicInfo {
@@ -53,20 +55,20 @@ class ContainerPublicInfo {
   ContainerPublicInfo& operator=(const ContainerPublicInfo&) = delete;
 
   bool IsComplete() const;
-  DMSAppString* GetID() const { return id_; }
-  DMSAppString* GetParentID() const { return parentID_; }
-  DMSAppString* GetName() const { return name_; }
-  DMSAppString* GetUPnPClass() const { return upnpClass_; }
-  DMSAppString* GetAccessRestriction() const { return accessRestriction_; }
+  DMSAppString* GetID() const { return id_.get(); }
+  DMSAppString* GetParentID() const { return parentID_.get(); }
+  DMSAppString* GetName() const { return name_.get(); }
+  DMSAppString* GetUPnPClass() const { return upnpClass_.get(); }
+  DMSAppString* GetAccessRestriction() const { return accessRestriction_.get(); }
   // A public copy has no enumerator: does nothing.
   void ConnectCE() {}
 
  private:
-  DMSAppString* id_;
-  DMSAppString* parentID_;
-  DMSAppString* name_;
-  DMSAppString* upnpClass_;
-  DMSAppString* accessRestriction_;
+  std::unique_ptr<DMSAppString> id_;
+  std::unique_ptr<DMSAppString> parentID_;
+  std::unique_ptr<DMSAppString> name_;
+  std::unique_ptr<DMSAppString> upnpClass_;
+  std::unique_ptr<DMSAppString> accessRestriction_;
 };
 
 #endif  // DMS_CONTENT_CONTAINER_INFO_H

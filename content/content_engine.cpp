@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "cds_tree_manager.h"
@@ -167,9 +168,10 @@ DMSAppString* NUVCERegisterUploadedContent(unsigned int /*requestID*/,
             tree() == nullptr ? nullptr : TemporaryContentsManager::GetInstance();
         DMSAppString* id = nullptr;
         if (temp != nullptr) {
+          // Found and removed under one lock: no other upload takes it between.
           TemporaryContentsLock lock(temp);
-          TempContentInfo* entry = lock.entryOf(path);
-          if (entry != nullptr) id = text_util::copyOf(entry->contentID);
+          const std::optional<TempContentSnapshot> entry = lock.contentOf(path);
+          if (entry) id = text_util::newText(entry->contentID);
           if (id != nullptr) {
             NUVPrintf(NUV_LOG_INFO, "Deleting content with ID - %s from TempContentsManager",
                       text_util::textOf(id));

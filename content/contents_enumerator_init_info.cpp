@@ -9,4 +9,5 @@ ContentsEnumeratorInitInfo::ContentsEnumeratorInitInfo(DMSAppString* basePath,
                                                        unsigned int mediaKind, int third)
     : basePath_(basePath), mediaKind_(mediaKind), third_(third) {}
 
-ContentsEnumeratorInitInfo::~ContentsEnumeratorInitInfo() { delete basePath_; }
+// Out of line: DMSAppString is complete only here.
+ContentsEnumeratorInitInfo::~ContentsEnumeratorInitInfo() = default;

@@ -4,6 +4,8 @@
 #ifndef DMS_CONTENT_CONTENTS_ENUMERATOR_INIT_INFO_H
 #define DMS_CONTENT_CONTENTS_ENUMERATOR_INIT_INFO_H
 
+#include <memory>
+
 class DMSAppString;
 
 class ContentsEnumeratorInitInfo {
@@ -12,17 +14,16 @@ class ContentsEnumeratorInitInfo {
   ContentsEnumeratorInitInfo();
   // Takes ownership of `basePath` (may be null).
   ContentsEnumeratorInitInfo(DMSAppString* basePath, unsigned int mediaKind, int third);
-  // Releases the base path.
   ~ContentsEnumeratorInitInfo();
   ContentsEnumeratorInitInfo(const ContentsEnumeratorInitInfo&) = delete;
   ContentsEnumeratorInitInfo& operator=(const ContentsEnumeratorInitInfo&) = delete;
 
-  DMSAppString* GetBasePath() const { return basePath_; }   // borrowed
+  DMSAppString* GetBasePath() const { return basePath_.get(); }  // borrowed
   unsigned int GetMediaKind() const { return mediaKind_; }  // 0 root, 1 image, 2 audio, 3 video
   int GetThirdValue() const { return third_; }  // 3 media containers, 0 root, 2 new containers
 
  private:
-  DMSAppString* basePath_;
+  std::unique_ptr<DMSAppString> basePath_;
   unsigned int mediaKind_;
   int third_;
 };

@@ -91,17 +91,15 @@ DMSCDSList* MultiMediaDbConnector::pageFromCache(const Records& cache, int kind,
     NUVPrintf(NUV_LOG_ERROR, "Error : maxIndex = %d\n", static_cast<int>(maxIndex));
     return nullptr;
   }
-  DMSCDSList* list = newRecordList(kind, count);
+  RecordListPtr list(newRecordList(kind, count));
   if (list == nullptr) return nullptr;
   for (int i = start; i < start + count; ++i) {
-    ContentsEnumeratorArgument* copy = new (std::nothrow) ContentsEnumeratorArgument(*cache[i]);
-    if (copy == nullptr || !appendRecord(list, copy)) {
-      delete copy;
-      freeRecordList(list);
-      return nullptr;
-    }
+    std::unique_ptr<ContentsEnumeratorArgument> copy(new (std::nothrow)
+                                                         ContentsEnumeratorArgument(*cache[i]));
+    if (copy == nullptr || !appendRecord(list.get(), copy.get())) return nullptr;
+    copy.release();  // the list's now
   }
-  return list;
+  return list.release();
 }
 
 DMSAppString* MultiMediaDbConnector::GetMimeTypeFromURI2(DMSAppString* uri) {

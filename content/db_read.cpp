@@ -77,17 +77,14 @@ DMSCDSList* MultiMediaDbConnector::readPage(unsigned int mode, int start, int co
 
 DMSCDSList* MultiMediaDbConnector::recordsOf(unsigned int mode, const SqliteTable& table,
                                              int rows) {
-  DMSCDSList* list = newRecordList(static_cast<int>(mode), rows);
+  RecordListPtr list(newRecordList(static_cast<int>(mode), rows));
   if (list == nullptr) return nullptr;
   for (int row = 0; row < rows; ++row) {
-    ContentsEnumeratorArgument* record = recordFromRow(mode, table, row);
-    if (record == nullptr || !appendRecord(list, record)) {
-      delete record;
-      freeRecordList(list);
-      return nullptr;
-    }
+    std::unique_ptr<ContentsEnumeratorArgument> record(recordFromRow(mode, table, row));
+    if (record == nullptr || !appendRecord(list.get(), record.get())) return nullptr;
+    record.release();  // the list's now
   }
-  return list;
+  return list.release();
 }
 
 DMSCDSList* MultiMediaDbConnector::GetListedItem(unsigned int mode, DMSAppString* id) {

@@ -68,23 +68,21 @@ void CDSTreeManager::readBasicViewSettings() {
     }
   }
   for (int i = 0; i < 3; ++i) {
-    delete configuredViewIDs_[i];
-    configuredViewIDs_[i] = ids[i].empty() ? nullptr : text_util::newText(ids[i]);
+    configuredViewIDs_[i].reset(ids[i].empty() ? nullptr : text_util::newText(ids[i]));
   }
 
   auto domain = configuration(kVendorDomainKey);
-  delete vendorDomain_;
-  vendorDomain_ = text_util::newText(
-      (domain != nullptr && domain.get()[0] != '\0') ? domain.get() : kDefaultVendorDomain);
+  vendorDomain_.reset(text_util::newText(
+      (domain != nullptr && domain.get()[0] != '\0') ? domain.get() : kDefaultVendorDomain));
   applyBasicViewSetting();
 }
 
 void CDSTreeManager::applyBasicViewSetting() {
-  DMSAppString** offered[3] = {&imageContainerID_, &audioContainerID_, &videoContainerID_};
+  std::unique_ptr<DMSAppString>* offered[3] = {&imageContainerID_, &audioContainerID_,
+                                               &videoContainerID_};
   for (int i = 0; i < 3; ++i) {
-    delete *offered[i];
     bool selected = (defaultContainer_ & (1 << i)) != 0;
-    *offered[i] = selected ? text_util::copyOf(configuredViewIDs_[i]) : nullptr;
+    offered[i]->reset(selected ? text_util::copyOf(configuredViewIDs_[i].get()) : nullptr);
   }
 }
 
@@ -103,12 +101,13 @@ int CDSTreeManager::GetDefaultContainer() const {
 
 DMSAppString* CDSTreeManager::GetBasicViewInformationMA() {
   std::lock_guard<std::recursive_mutex> lock(mutex_);
-  const char* domain = text_util::textOf(vendorDomain_);
+  const char* domain = text_util::textOf(vendorDomain_.get());
   std::string document(kFeaturesOpen);
   document += "<Feature name=\"" +
               dms::EscapeXmlText(domain != nullptr ? domain : kDefaultVendorDomain) +
               "_BASICVIEW\" version=\"1\">";
-  DMSAppString* offered[3] = {imageContainerID_, audioContainerID_, videoContainerID_};
+  const DMSAppString* offered[3] = {imageContainerID_.get(), audioContainerID_.get(),
+                                    videoContainerID_.get()};
   for (int i = 0; i < 3; ++i) {
     const char* id = text_util::textOf(offered[i]);
     if (id == nullptr) continue;

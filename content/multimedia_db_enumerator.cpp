@@ -10,6 +10,7 @@
 #include "contents_enumerator_argument.h"
 #include "dms_content_engine.h"
 #include "dms_list.h"
+#include "dms_mem_ptr.h"
 #include "dms_platform.h"
 #include "dms_server.h"
 #include "dms_string.h"
@@ -18,7 +19,6 @@
 #include "multimedia_db_connector.h"
 #include "nuv_config.h"
 #include "nuv_log.h"
-#include "record_list.h"
 #include "text_util.h"
 
 namespace {
@@ -49,21 +49,12 @@ constexpr ExtensionType kMimeTypes[] = {
 
 bool certificationMode() { return NUVGetDlnaCertificationState() != 0; }
 
-// Releases a two-element answer list (an ID string and a record).
-void freeReservationList(DMSCDSList* list) {
-  if (list == nullptr) return;
-  delete static_cast<DMSAppString*>(list->ReadFirstItemData());
-  FreeContentsEnumeratorArgumentList(list->ReadLastItemData());
-  list->RemoveAllListItem(DMSCDSList::Deleter{});
-  delete list;
-}
-
 }  // namespace
 
 MultiMediaDBEnumerator::MultiMediaDBEnumerator(DMSAppString* basePath, unsigned int kind)
     : basePath_(text_util::copyOf(basePath)), kind_(kind) {}
 
-MultiMediaDBEnumerator::~MultiMediaDBEnumerator() { delete basePath_; }
+MultiMediaDBEnumerator::~MultiMediaDBEnumerator() = default;
 
 int MultiMediaDBEnumerator::GetTotalMatches(unsigned int /*requestID*/,
                                             DMSAppString* /*containerID*/) {
@@ -171,28 +162,28 @@ int MultiMediaDBEnumerator::DestroyContent(unsigned int requestID, DMSAppString*
 int MultiMediaDBEnumerator::ReserveNewContentID(unsigned int requestID,
                                                 ContentsEnumeratorArgument* record) {
   int requestId = static_cast<int>(requestID);
+  std::unique_ptr<ContentsEnumeratorArgument> owned(record);
   MultiMediaDbConnector* db = MultiMediaDbConnector::GetInstance();
-  char* id = (db == nullptr || record == nullptr) ? nullptr : db->ReserveContentID(record);
-  DMSAppString* idText = text_util::newText(id);
-  DMSAppMemFree(id);
-  DMSCDSList* list = idText == nullptr ? nullptr : new (std::nothrow) DMSCDSList();
-  if (list == nullptr || list->AddItem(idText) != 0 || list->AddItem(record) != 0) {
+  DMSAppMemText id((db == nullptr || owned == nullptr) ? nullptr
+                                                       : db->ReserveContentID(owned.get()));
+  std::unique_ptr<DMSAppString> idText(text_util::newText(id.get()));
+  // The answer list borrows the ID and the record (in that order); both are
+  // released here once the answer has been handled.
+  DMSCDSList list;
+  if (idText == nullptr || list.AddItem(idText.get()) != 0 || list.AddItem(owned.get()) != 0) {
     if (idText == nullptr) {
       NUVPrintf(NUV_LOG_ERROR,
                 "[MultiMediaDBEnumerator] Database call ReserveNewContentID returned NULL -- "
                 "ReserveNewContentID");
     }
-    if (list != nullptr) list->RemoveAllListItem(DMSCDSList::Deleter{});
-    delete list;
-    delete idText;
-    delete record;
+    list.RemoveAllListItem(DMSCDSList::Deleter{});
     NotifyCDSWLResponse(requestId, NUVCDSWL_RES_CONTENT_RESERVED, NUVCDSWL_RES_FAILURE, 0, nullptr,
                         nullptr);
     return 1;
   }
-  NotifyCDSWLResponse(requestId, NUVCDSWL_RES_CONTENT_RESERVED, NUVCDSWL_RES_SUCCESS, 0, idText,
-                      list);
-  freeReservationList(list);
+  NotifyCDSWLResponse(requestId, NUVCDSWL_RES_CONTENT_RESERVED, NUVCDSWL_RES_SUCCESS, 0,
+                      idText.get(), &list);
+  list.RemoveAllListItem(DMSCDSList::Deleter{});
   return 0;
 }
 

@@ -8,6 +8,8 @@
 #ifndef DMS_CONTENT_MULTIMEDIA_DB_ENUMERATOR_H
 #define DMS_CONTENT_MULTIMEDIA_DB_ENUMERATOR_H
 
+#include <memory>
+
 #include "contents_enumerator.h"
 
 class MultiMediaDbConnector;
@@ -45,7 +47,7 @@ class MultiMediaDBEnumerator : public ContentsEnumerator {
   // caches as the mode asks; null when they are not all there.
   DMSCDSList* readPage(MultiMediaDbConnector* db, int first, int size) const;
 
-  DMSAppString* basePath_;
+  std::unique_ptr<DMSAppString> basePath_;
   unsigned int kind_;
 };
 

@@ -6,6 +6,8 @@
 #ifndef DMS_CONTENT_RECORD_LIST_H
 #define DMS_CONTENT_RECORD_LIST_H
 
+#include <memory>
+
 class ContentsEnumeratorArgument;
 class DMSCDSList;
 
@@ -20,6 +22,12 @@ DMSCDSList* newRecordList(int mediaKind, int pageSize);
 bool appendRecord(DMSCDSList* list, ContentsEnumeratorArgument* record);
 // Releases the two ints, every record and the list itself. Null is fine.
 void freeRecordList(DMSCDSList* list);
+
+// A record list owned while it is built; release() hands it on.
+struct RecordListDeleter {
+  void operator()(DMSCDSList* list) const { freeRecordList(list); }
+};
+using RecordListPtr = std::unique_ptr<DMSCDSList, RecordListDeleter>;
 
 // Readers of a list built as above (the cursor is moved). The kind and page
 // size are -1, and the record null, when the list is too short.

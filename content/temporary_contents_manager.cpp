@@ -2,8 +2,12 @@
 
 #include <atomic>
 #include <cstdio>
+#include <memory>
 #include <mutex>
 #include <new>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "content_limits.h"
 #include "contents_enumerator_argument.h"
@@ -34,7 +38,34 @@ TempContentInfo* findEntry(DMSCDSList* list, Visit visit) {
   return nullptr;
 }
 
+std::string copyText(const DMSAppString* s) {
+  const char* text = text_util::textOf(s);
+  return text != nullptr ? std::string(text) : std::string();
+}
+
+TempContentSnapshot snapshotOf(const TempContentInfo& entry) {
+  TempContentSnapshot copy;
+  copy.containerID = copyText(entry.containerID.get());
+  copy.contentID = copyText(entry.contentID.get());
+  copy.importURI = copyText(entry.importURI.get());
+  copy.filePath = entry.record != nullptr ? copyText(entry.record->GetFilePath()) : std::string();
+  copy.transferID = entry.transferID;
+  copy.timerHandle = entry.timerHandle;
+  copy.contentType = entry.contentType;
+  copy.uploadConnection = entry.uploadConnection;
+  return copy;
+}
+
+std::optional<TempContentSnapshot> snapshotOf(const TempContentInfo* entry) {
+  if (entry == nullptr) return std::nullopt;
+  return snapshotOf(*entry);
+}
+
 }  // namespace
+
+// Out of line: the owned types are complete only here.
+TempContentInfo::TempContentInfo() = default;
+TempContentInfo::~TempContentInfo() = default;
 
 TemporaryContentsManager* TemporaryContentsManager::GetInstance() {
   TemporaryContentsManager* instance = gInstance.load(std::memory_order_acquire);
@@ -71,26 +102,17 @@ TemporaryContentsManager::~TemporaryContentsManager() {
   if (mutex_ != nullptr) DMSAppAcquireMutex(mutex_);
   if (entries_ != nullptr) {
     while (entries_->SetFirstItemToCurrentItem() == 0) {
-      TempContentInfo* entry = static_cast<TempContentInfo*>(entries_->ReadCurrentItemData());
+      std::unique_ptr<TempContentInfo> entry(
+          static_cast<TempContentInfo*>(entries_->ReadCurrentItemData()));
       entries_->DeleteCurrentItem(DMSCDSList::Deleter{});
       if (entry->timerHandle != 0) DMSAppDeleteTimer(entry->timerHandle);
-      freeEntry(entry);
     }
-    delete entries_;
+    entries_.reset();
   }
   if (mutex_ != nullptr) {
     DMSAppReleaseMutex(mutex_);
     DMSAppDeleteMutex(mutex_);
   }
-}
-
-void TemporaryContentsManager::freeEntry(TempContentInfo* entry) {
-  if (entry == nullptr) return;
-  delete entry->containerID;
-  delete entry->contentID;
-  delete entry->importURI;
-  delete entry->record;
-  delete entry;
 }
 
 int TemporaryContentsManager::AcquireMutex() { return DMSAppAcquireMutex(mutex_); }
@@ -104,43 +126,38 @@ void TemporaryContentsManager::SetAutoDestroyDelayForTest(unsigned long millisec
 unsigned long TemporaryContentsManager::GetAutoDestroyDelay() { return gAutoDestroyDelayMs.load(); }
 
 int TemporaryContentsManager::AddContent(DMSAppString* id, ContentsEnumeratorArgument* record) {
-  if (id == nullptr || record == nullptr) {
+  std::unique_ptr<ContentsEnumeratorArgument> owned(record);
+  if (id == nullptr || owned == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[TemporaryContentsManager] NULL IN Arguments AddContent()");
-    delete record;
     return 0;
   }
   char type[16];
-  snprintf(type, sizeof type, "%d", record->GetContentType());
-  TempContentInfo* entry = new (std::nothrow) TempContentInfo{};
-  if (entry != nullptr) {
-    entry->containerID = text_util::newText(type);
-    entry->contentID = text_util::copyOf(id);
-    entry->importURI = text_util::copyOf(record->GetImportURI());
-    entry->record = record;
-    entry->contentType = record->GetContentType();
+  snprintf(type, sizeof type, "%d", owned->GetContentType());
+  const bool hasImportURI = owned->GetImportURI() != nullptr;
+  std::unique_ptr<TempContentInfo> made(new (std::nothrow) TempContentInfo());
+  if (made != nullptr) {
+    made->containerID.reset(text_util::newText(type));
+    made->contentID.reset(text_util::copyOf(id));
+    made->importURI.reset(text_util::copyOf(owned->GetImportURI()));
+    made->contentType = owned->GetContentType();
+    made->record = std::move(owned);
   }
-  bool complete = entry != nullptr && entry->containerID != nullptr &&
-                  entry->contentID != nullptr &&
-                  (record->GetImportURI() == nullptr || entry->importURI != nullptr);
+  bool complete = made != nullptr && made->containerID != nullptr && made->contentID != nullptr &&
+                  (!hasImportURI || made->importURI != nullptr);
   if (!complete) {
     NUVPrintf(NUV_LOG_ERROR, "[TemporaryContentsManager] Malloc failed AddContent()");
-    if (entry != nullptr) {
-      freeEntry(entry);
-    } else {
-      delete record;
-    }
     return 0;
   }
 
   // Listed before the timer starts, so that even a very short delay finds
   // its entry.
   TemporaryContentsLock lock(this);
-  if (entries_->AddItem(entry) != 0) {
+  if (entries_->AddItem(made.get()) != 0) {
     NUVPrintf(NUV_LOG_ERROR, "[TemporaryContentsManager] Malloc failed AddContent()");
-    freeEntry(entry);
     return 0;
   }
-  entry->timerHandle = DMSAppCreateTimer(entry->contentID);
+  TempContentInfo* entry = made.release();  // the list's now
+  entry->timerHandle = DMSAppCreateTimer(entry->contentID.get());
   if (entry->timerHandle == 0) {
     NUVPrintf(NUV_LOG_ERROR,
               "[TemporaryContentsManager] DMSAppCreateTimer returned invalid handle -- AddContent");
@@ -150,17 +167,24 @@ int TemporaryContentsManager::AddContent(DMSAppString* id, ContentsEnumeratorArg
   return 1;
 }
 
-TempContentInfo* TemporaryContentsManager::findByContentID(const DMSAppString* id) {
-  return findEntry(entries_,
-                   [id](TempContentInfo* e) { return text_util::sameText(e->contentID, id); });
+TempContentInfo* TemporaryContentsManager::findByContentID(const char* id) {
+  return findEntry(entries_.get(), [id](TempContentInfo* e) {
+    return text_util::sameText(e->contentID.get(), id);
+  });
+}
+
+TempContentInfo* TemporaryContentsManager::findByFilePath(const DMSAppString* filePath) {
+  return findEntry(entries_.get(), [filePath](TempContentInfo* e) {
+    return e->record != nullptr && text_util::sameText(e->record->GetFilePath(), filePath);
+  });
 }
 
 int TemporaryContentsManager::RemoveContent(DMSAppString* id) {
   if (id == nullptr) return 0;
   TemporaryContentsLock lock(this);
-  TempContentInfo* entry = findByContentID(id);
   const char* text = text_util::textOf(id);
-  if (entry == nullptr) {
+  TempContentInfo* found = findByContentID(text);
+  if (found == nullptr) {
     NUVPrintf(NUV_LOG_INFO,
               "[TemporaryContentsManager:RemoveContent] Did not find content with ID   %s-- to "
               "remove",
@@ -169,29 +193,30 @@ int TemporaryContentsManager::RemoveContent(DMSAppString* id) {
   }
   NUVPrintf(NUV_LOG_INFO, "[TemporaryContentsManager] Deleted content with ID %s -- to remove",
             text != nullptr ? text : "");
-  entries_->DeleteItem(entry);
+  entries_->DeleteItem(found);
+  std::unique_ptr<TempContentInfo> entry(found);  // taken back from the list
   if (entry->timerHandle != 0) DMSAppDeleteTimer(entry->timerHandle);
-  freeEntry(entry);
   return 1;
 }
 
-bool TemporaryContentsManager::takeExpired(unsigned long timer, DMSAppString** containerID,
-                                           DMSAppString** contentID) {
+bool TemporaryContentsManager::takeExpired(unsigned long timer,
+                                           std::unique_ptr<DMSAppString>* containerID,
+                                           std::unique_ptr<DMSAppString>* contentID) {
   TemporaryContentsLock lock(this);
   TempContentInfo* entry =
-      findEntry(entries_, [timer](TempContentInfo* e) { return e->timerHandle == timer; });
+      findEntry(entries_.get(), [timer](TempContentInfo* e) { return e->timerHandle == timer; });
   if (entry == nullptr) return false;
   entry->timerHandle = 0;
-  *containerID = text_util::copyOf(entry->containerID);
-  *contentID = text_util::copyOf(entry->contentID);
+  containerID->reset(text_util::copyOf(entry->containerID.get()));
+  contentID->reset(text_util::copyOf(entry->contentID.get()));
   return true;
 }
 
 void TemporaryContentsManager::AutoDestroyCallback(unsigned long timer, unsigned long /*param*/,
                                                    bool /*expired*/) {
   NUVPrintf(NUV_LOG_INFO, "TemporaryContentsManager::AutoDestroyCallback");
-  DMSAppString* containerID = nullptr;
-  DMSAppString* contentID = nullptr;
+  std::unique_ptr<DMSAppString> containerID;
+  std::unique_ptr<DMSAppString> contentID;
   bool found = false;
   {
     std::lock_guard<std::mutex> lifetime(gLifetimeMutex);
@@ -207,16 +232,14 @@ void TemporaryContentsManager::AutoDestroyCallback(unsigned long timer, unsigned
             "[TemporaryContentsManager]  found the temp object -- AutoDestroyCallback");
   // The mutex is free again: the destruction's answer removes the entry,
   // taking it once more.
-  NUVCEDestroyContent(0, containerID, contentID);
-  delete containerID;
-  delete contentID;
+  NUVCEDestroyContent(0, containerID.get(), contentID.get());
 }
 
 DMSCDSList* TemporaryContentsManager::GetContentList(DMSAppString* containerID) {
   TemporaryContentsLock lock(this);
   DMSCDSList* matches = nullptr;
-  findEntry(entries_, [&matches, containerID](TempContentInfo* e) {
-    if (!text_util::sameText(e->containerID, containerID)) return false;
+  findEntry(entries_.get(), [&matches, containerID](TempContentInfo* e) {
+    if (!text_util::sameText(e->containerID.get(), containerID)) return false;
     if (matches == nullptr) matches = new (std::nothrow) DMSCDSList();
     if (matches != nullptr) matches->AddItem(e);
     return false;
@@ -227,8 +250,8 @@ DMSCDSList* TemporaryContentsManager::GetContentList(DMSAppString* containerID) 
 int TemporaryContentsManager::GetTotalMatches(DMSAppString* containerID) {
   TemporaryContentsLock lock(this);
   int total = 0;
-  findEntry(entries_, [&total, containerID](TempContentInfo* e) {
-    if (text_util::sameText(e->containerID, containerID)) ++total;
+  findEntry(entries_.get(), [&total, containerID](TempContentInfo* e) {
+    if (text_util::sameText(e->containerID.get(), containerID)) ++total;
     return false;
   });
   return total;
@@ -238,24 +261,52 @@ TempContentInfo* TemporaryContentsManager::GetContentInformation(DMSAppString* f
   const char* text = text_util::textOf(filePath);
   NUVPrintf(NUV_LOG_INFO, "GetContentInformation %s", text != nullptr ? text : "");
   TemporaryContentsLock lock(this);
-  return findEntry(entries_, [filePath](TempContentInfo* e) {
-    return e->record != nullptr && text_util::sameText(e->record->GetFilePath(), filePath);
-  });
+  return findByFilePath(filePath);
 }
 
 TempContentInfo* TemporaryContentsManager::GetContentInformation(unsigned int transferID) {
   if (transferID == 0) return nullptr;
   TemporaryContentsLock lock(this);
-  return findEntry(entries_,
+  return findEntry(entries_.get(),
                    [transferID](TempContentInfo* e) { return e->transferID == transferID; });
+}
+
+std::vector<TempContentSnapshot> TemporaryContentsManager::contentsIn(DMSAppString* containerID) {
+  TemporaryContentsLock lock(this);
+  std::vector<TempContentSnapshot> matches;
+  findEntry(entries_.get(), [&matches, containerID](TempContentInfo* e) {
+    if (text_util::sameText(e->containerID.get(), containerID)) matches.push_back(snapshotOf(*e));
+    return false;
+  });
+  return matches;
+}
+
+std::optional<TempContentSnapshot> TemporaryContentsManager::findContent(DMSAppString* filePath) {
+  TemporaryContentsLock lock(this);
+  return snapshotOf(GetContentInformation(filePath));
+}
+
+std::optional<TempContentSnapshot> TemporaryContentsManager::findContent(unsigned int transferID) {
+  TemporaryContentsLock lock(this);
+  return snapshotOf(GetContentInformation(transferID));
+}
+
+unsigned long TemporaryContentsManager::restartAutoDestroyTimer(const std::string& contentID) {
+  TemporaryContentsLock lock(this);
+  TempContentInfo* entry = findByContentID(contentID.c_str());
+  if (entry == nullptr) return 0;
+  if (entry->timerHandle != 0) DMSAppDeleteTimer(entry->timerHandle);
+  entry->timerHandle = DMSAppCreateTimer(entry->contentID.get());
+  if (entry->timerHandle != 0) {
+    DMSAppStartTimer(entry->timerHandle, gAutoDestroyDelayMs.load(), &AutoDestroyCallback, nullptr);
+  }
+  return entry->timerHandle;
 }
 
 int TemporaryContentsManager::ClaimUpload(DMSAppString* filePath, int connection) {
   if (connection <= 0) return 0;
   TemporaryContentsLock lock(this);
-  TempContentInfo* entry = findEntry(entries_, [filePath](TempContentInfo* e) {
-    return e->record != nullptr && text_util::sameText(e->record->GetFilePath(), filePath);
-  });
+  TempContentInfo* entry = findByFilePath(filePath);
   if (entry == nullptr) return 0;
   if (entry->uploadConnection != 0 && entry->uploadConnection != connection) return 0;
   entry->uploadConnection = connection;
@@ -264,17 +315,15 @@ int TemporaryContentsManager::ClaimUpload(DMSAppString* filePath, int connection
 
 void TemporaryContentsManager::ReleaseUpload(DMSAppString* filePath, int connection) {
   TemporaryContentsLock lock(this);
-  TempContentInfo* entry = findEntry(entries_, [filePath](TempContentInfo* e) {
-    return e->record != nullptr && text_util::sameText(e->record->GetFilePath(), filePath);
-  });
+  TempContentInfo* entry = findByFilePath(filePath);
   if (entry != nullptr && entry->uploadConnection == connection) entry->uploadConnection = 0;
 }
 
 int TemporaryContentsManager::CheckContent(DMSAppString* importURI) {
   TemporaryContentsLock lock(this);
-  return findEntry(entries_,
+  return findEntry(entries_.get(),
                    [importURI](TempContentInfo* e) {
-                     return text_util::sameText(e->importURI, importURI);
+                     return text_util::sameText(e->importURI.get(), importURI);
                    }) != nullptr
              ? 1
              : 0;
@@ -282,8 +331,8 @@ int TemporaryContentsManager::CheckContent(DMSAppString* importURI) {
 
 int TemporaryContentsManager::SetTransferID(DMSAppString* importURI, unsigned int transferID) {
   TemporaryContentsLock lock(this);
-  TempContentInfo* entry = findEntry(entries_, [importURI](TempContentInfo* e) {
-    return text_util::sameText(e->importURI, importURI);
+  TempContentInfo* entry = findEntry(entries_.get(), [importURI](TempContentInfo* e) {
+    return text_util::sameText(e->importURI.get(), importURI);
   });
   if (entry == nullptr) return 0;
   entry->transferID = transferID;

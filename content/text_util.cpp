@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "dms_string.h"
@@ -26,12 +27,9 @@ bool sameTextI(const DMSAppString* a, const DMSAppString* b) {
 
 DMSAppString* newText(const char* text) {
   if (text == nullptr) return nullptr;
-  DMSAppString* s = new (std::nothrow) DMSAppString(text);
-  if (s != nullptr && s->ReadString() == nullptr) {
-    delete s;
-    return nullptr;
-  }
-  return s;
+  std::unique_ptr<DMSAppString> s(new (std::nothrow) DMSAppString(text));
+  if (s != nullptr && s->ReadString() == nullptr) return nullptr;
+  return s.release();
 }
 
 DMSAppString* copyOf(const DMSAppString* s) { return newText(textOf(s)); }

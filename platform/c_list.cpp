@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 // The angle form skips this directory, which holds DMSCDSList's header of the
 // same name.
@@ -9,20 +10,23 @@
 
 namespace {
 
+// Records and their bytes come from malloc: callers of iDelete free() the
+// bytes they get back.
+struct CFree {
+  void operator()(void* block) const { free(block); }
+};
+
 // A record with its own copy of the bytes, or null. A size of 0 still gets a
 // one-byte block so that a successful copy is never null.
 list* newRecord(const void* data, unsigned int size) {
-  auto* record = static_cast<list*>(malloc(sizeof(list)));
+  std::unique_ptr<list, CFree> record(static_cast<list*>(malloc(sizeof(list))));
   if (record == nullptr) return nullptr;
   record->data = malloc(size != 0 ? size : 1);
-  if (record->data == nullptr) {
-    free(record);
-    return nullptr;
-  }
+  if (record->data == nullptr) return nullptr;
   memcpy(record->data, data, size);
   record->size = size;
   record->next = nullptr;
-  return record;
+  return record.release();
 }
 
 bool sameBytes(const list* record, const void* data, unsigned int size) {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "dms_string.h"
+#include "export_guard.h"
 
 DMSAppFileIOClass* DMSAppFileIOClass::instance_ = nullptr;
 
@@ -45,7 +46,6 @@ DMSAppFileIOClass* DMSAppFileIOClass::GetInstance() {
 void DMSAppFileIOClass::DestroyInstance() { delete instance_; }
 
 DMSAppFileIOClass::~DMSAppFileIOClass() {
-  delete name_;
   if (instance_ == this) instance_ = nullptr;
 }
 
@@ -125,38 +125,53 @@ namespace {
 DMSAppFileIOClass* io() { return DMSAppFileIOClass::GetInstance(); }
 }  // namespace
 
-extern "C" int DMSAppCreatDirecotry(const char* path) { return io()->CreatDirectory(path); }
-
-extern "C" FILE* DMSAppOpenFile(const char* path, DMSAppFileMode mode) {
-  return io()->OpenTheFile(path, mode);
+extern "C" int DMSAppCreatDirecotry(const char* path) {
+  return dms_export::guarded("DMSAppCreatDirecotry", 0,
+                             [&]() -> int { return io()->CreatDirectory(path); });
 }
 
-extern "C" int DMSAppCloseFile(FILE* f) { return io()->CloseTheFile(f); }
+extern "C" FILE* DMSAppOpenFile(const char* path, DMSAppFileMode mode) {
+  return dms_export::guarded("DMSAppOpenFile", static_cast<FILE*>(nullptr),
+                             [&]() -> FILE* { return io()->OpenTheFile(path, mode); });
+}
+
+extern "C" int DMSAppCloseFile(FILE* f) {
+  return dms_export::guarded("DMSAppCloseFile", 0, [&]() -> int { return io()->CloseTheFile(f); });
+}
 
 extern "C" int DMSAppWriteFile(FILE* f, const char* buf, unsigned long n) {
-  return io()->WriteIntoFile(f, buf, n);
+  return dms_export::guarded("DMSAppWriteFile", 0,
+                             [&]() -> int { return io()->WriteIntoFile(f, buf, n); });
 }
 
 extern "C" int DMSAppBufferPtrWriteFile(FILE* f, const char* buf, unsigned long n) {
-  return io()->WriteBufferPtrIntoFile(f, buf, n);
+  return dms_export::guarded("DMSAppBufferPtrWriteFile", 0,
+                             [&]() -> int { return io()->WriteBufferPtrIntoFile(f, buf, n); });
 }
 
 extern "C" int DMSAppReadFile(FILE* f, char* buf, unsigned long n, unsigned long* got) {
-  return io()->ReadFromFile(f, buf, n, got);
+  return dms_export::guarded("DMSAppReadFile", 0,
+                             [&]() -> int { return io()->ReadFromFile(f, buf, n, got); });
 }
 
 extern "C" int DMSAppReadFileByChar(FILE* f, char* buf, unsigned long n, unsigned long* got) {
-  return io()->ReadFromFileByChar(f, buf, n, got);
+  return dms_export::guarded("DMSAppReadFileByChar", 0,
+                             [&]() -> int { return io()->ReadFromFileByChar(f, buf, n, got); });
 }
 
-extern "C" int DMSAppRemoveFile(const char* path) { return io()->RemoveThisFile(path); }
+extern "C" int DMSAppRemoveFile(const char* path) {
+  return dms_export::guarded("DMSAppRemoveFile", 0,
+                             [&]() -> int { return io()->RemoveThisFile(path); });
+}
 
 extern "C" int DMSAppSeekFile(FILE* f, DMSAppSeekMode mode, long offset) {
-  return io()->SeekDataFromFile(f, mode, offset);
+  return dms_export::guarded("DMSAppSeekFile", 0,
+                             [&]() -> int { return io()->SeekDataFromFile(f, mode, offset); });
 }
 
 extern "C" int DMSAppSeekFileUlong(FILE* f, DMSAppSeekMode mode, unsigned long offset) {
-  return io()->SeekDataFromFileUlong(f, mode, offset);
+  return dms_export::guarded("DMSAppSeekFileUlong", 0,
+                             [&]() -> int { return io()->SeekDataFromFileUlong(f, mode, offset); });
 }
 
 int64_t DMSAppGetFileSize(const char* path) { return io()->GetTheFileSize(path); }

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 
 #include "dms_platform.h"
 
@@ -32,7 +33,7 @@ class DMSAppFileIOClass {
   DMSAppFileIOClass() = default;
   ~DMSAppFileIOClass();
   static DMSAppFileIOClass* instance_;
-  DMSAppString* name_ = nullptr;  // owned; never set by the service itself
+  std::unique_ptr<DMSAppString> name_;  // never set by the service itself
 };
 
 #endif  // DMS_PLATFORM_DMS_FILE_IO_H

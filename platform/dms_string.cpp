@@ -8,10 +8,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "nuv_log.h"
 
 namespace {
+
+// Owns a block of the C allocator (the string's own buffers are managed by
+// hand because they are resized in place).
+struct CFree {
+  void operator()(void* block) const { free(block); }
+};
 
 constexpr unsigned int kFormatScratchBytes = 16384;
 constexpr unsigned int kNumberBufferBytes = 65;
@@ -144,12 +151,9 @@ char* DMSAppString::GetString() const {
 DMSAppString* DMSAppString::GetSubString(int start, unsigned int count) const {
   if (start < 0 || buffer_ == nullptr || static_cast<unsigned int>(start) >= length_)
     return nullptr;
-  DMSAppString* sub = new DMSAppString();
-  if (sub->Copy(buffer_, start, count) == 0) {
-    delete sub;
-    return nullptr;
-  }
-  return sub;
+  std::unique_ptr<DMSAppString> sub(new DMSAppString());
+  if (sub->Copy(buffer_, start, count) == 0) return nullptr;
+  return sub.release();
 }
 
 // Replaces the buffer by a zeroed one of `size` bytes that keeps the old
@@ -492,17 +496,16 @@ int DMSAppString::Format(const char* format, ...) {
     NUVPrintf(2, "[DMSAppString::Format] pBuffer is NULL!!");
     return 0;
   }
-  char* scratch = static_cast<char*>(calloc(kFormatScratchBytes, 1));
+  std::unique_ptr<char, CFree> scratch(static_cast<char*>(calloc(kFormatScratchBytes, 1)));
   if (scratch == nullptr) {
     NUVPrintf(2, "[DMSAppString::Format] Insufficiant Memory!!");
     return 0;
   }
   va_list args;
   va_start(args, format);
-  vsnprintf(scratch, kFormatScratchBytes, format, args);  // cut, never overflow
+  vsnprintf(scratch.get(), kFormatScratchBytes, format, args);  // cut, never overflow
   va_end(args);
-  Copy(scratch);
-  free(scratch);
+  Copy(scratch.get());
   return static_cast<int>(length_);
 }
 

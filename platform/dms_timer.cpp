@@ -6,11 +6,14 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <memory>
 #include <new>
 
 #include "dms_list.h"
+#include "dms_mem_ptr.h"
 #include "dms_mutex.h"
 #include "dms_string.h"
+#include "export_guard.h"
 #include "nuv_log.h"
 
 namespace {
@@ -56,7 +59,6 @@ DMSAppTimer::~DMSAppTimer() {
       FreeTimerInfoStructData(static_cast<DMSAppTimerInfo*>(info));
       return 0;
     });
-    delete timerList_;
   }
   if (instance_ == this) instance_ = nullptr;
 }
@@ -65,7 +67,7 @@ DMSAppTimer* DMSAppTimer::GetInstance() {
   if (instance_ != nullptr) return instance_;
   auto* timer = new DMSAppTimer();
   instance_ = timer;
-  timer->timerList_ = new (std::nothrow) DMSCDSList();
+  timer->timerList_.reset(new (std::nothrow) DMSCDSList());
   DMSAppString mutexName("TimerMutex");
   timer->listMutex_ = DMSAppCreateMutex(&mutexName);
   timer->bDMSAppRunTimerThread = true;
@@ -90,7 +92,7 @@ void DMSAppTimer::DestroyInstance() {
 void DMSAppTimer::FreeTimerInfoStructData(DMSAppTimerInfo* info) {
   if (info == nullptr) return;
   timer_delete(info->timer);
-  delete info->name;
+  info->~DMSAppTimerInfo();
   DMSAppMemFree(info);
 }
 
@@ -98,28 +100,30 @@ unsigned long DMSAppTimer::NUVCreateTimer(DMSAppString* name) {
   if (timerList_ == nullptr) return 0;
   DMSAppMutexLock lock(listMutex_);
   unsigned int handle = ++handleCounter_;
-  auto* info = static_cast<DMSAppTimerInfo*>(DMSAppMemAllocMA(sizeof(DMSAppTimerInfo)));
-  if (info == nullptr) {
+  std::unique_ptr<void, DMSAppMemDeleter> block(DMSAppMemAllocMA(sizeof(DMSAppTimerInfo)));
+  if (block == nullptr) {
     NUVPrintf(2, "Timer: Timer creation failed");
     return 0;
   }
   // A null sigevent is the default notification (SIGALRM); the handler
   // installed by the constructor absorbs it and the poll thread does the work.
-  if (timer_create(CLOCK_REALTIME, nullptr, &info->timer) != 0) {
-    DMSAppMemFree(info);
+  timer_t posixTimer;
+  if (timer_create(CLOCK_REALTIME, nullptr, &posixTimer) != 0) {
     NUVPrintf(2, "Timer: Timer creation failed");
     return 0;
   }
-  info->handle = handle;
-  info->name = name != nullptr ? new DMSAppString(static_cast<const DMSAppString*>(name)) : nullptr;
-  info->callback = nullptr;
-  info->param = 0;
-  info->running = false;
-  if (timerList_->AddItem(info) != 0) {
-    FreeTimerInfoStructData(info);
+  // From here on the record owns the block and the POSIX timer.
+  struct Release {
+    void operator()(DMSAppTimerInfo* info) const { FreeTimerInfoStructData(info); }
+  };
+  std::unique_ptr<DMSAppTimerInfo, Release> info(
+      new (block.release()) DMSAppTimerInfo{handle, nullptr, posixTimer, nullptr, 0, false});
+  if (name != nullptr) info->name.reset(new DMSAppString(static_cast<const DMSAppString*>(name)));
+  if (timerList_->AddItem(info.get()) != 0) {
     NUVPrintf(2, "Timer: Timer creation failed");
     return 0;
   }
+  info.release();  // the list's now
   return handle;
 }
 
@@ -163,7 +167,7 @@ DMSAppString* DMSAppTimer::NUVGetTimerNameFromHandle(unsigned long handle) {
   DMSAppMutexLock lock(listMutex_);
   DMSAppTimerInfo* info = __GetTimerInfo(handle);
   if (info == nullptr || info->name == nullptr) return nullptr;
-  return new DMSAppString(static_cast<const DMSAppString*>(info->name));
+  return new DMSAppString(static_cast<const DMSAppString*>(info->name.get()));
 }
 
 unsigned long DMSAppTimer::GetTimerHandleFromTimerName(DMSAppString* /*name*/) { return 0; }
@@ -248,16 +252,22 @@ void* DMSAppTimer::DMSAppSignalHandler(void* self) {
 }
 
 extern "C" unsigned long DMSAppCreateTimer(DMSAppString* name) {
-  return DMSAppTimer::GetInstance()->NUVCreateTimer(name);
+  return dms_export::guarded("DMSAppCreateTimer", 0UL, [&]() -> unsigned long {
+    return DMSAppTimer::GetInstance()->NUVCreateTimer(name);
+  });
 }
 
 extern "C" int DMSAppStartTimer(unsigned long handle, unsigned long timeoutMs,
                                 DMSAppTimerCallback callback, void* param) {
-  return DMSAppTimer::GetInstance()->NUVStartTimer(handle, timeoutMs, callback, param);
+  return dms_export::guarded("DMSAppStartTimer", 0, [&]() -> int {
+    return DMSAppTimer::GetInstance()->NUVStartTimer(handle, timeoutMs, callback, param);
+  });
 }
 
 extern "C" int DMSAppDeleteTimer(unsigned long handle) {
-  return DMSAppTimer::GetInstance()->TimerManipulationOnTimerCancel(handle);
+  return dms_export::guarded("DMSAppDeleteTimer", 0, [&]() -> int {
+    return DMSAppTimer::GetInstance()->TimerManipulationOnTimerCancel(handle);
+  });
 }
 
 // Without a service there is no thread to stop; creating one only to stop it

@@ -15,16 +15,18 @@
 #include <time.h>
 
 #include <atomic>
+#include <memory>
 
 #include "dms_platform.h"
 
 class DMSAppString;
 class DMSCDSList;
 
-// One timer; a DMSAppMemAllocMA block owned by the service's list.
+// One timer, built in a DMSAppMemAllocMA block owned by the service's list
+// and released by FreeTimerInfoStructData.
 struct DMSAppTimerInfo {
   unsigned int handle;
-  DMSAppString* name;  // owned
+  std::unique_ptr<DMSAppString> name;
   timer_t timer;
   DMSAppTimerCallback callback;
   unsigned long param;
@@ -71,7 +73,8 @@ class DMSAppTimer {
 
   static DMSAppTimer* instance_;
   unsigned int handleCounter_;
-  DMSCDSList* timerList_;
+  // Owns its DMSAppTimerInfo records; the destructor releases them.
+  std::unique_ptr<DMSCDSList> timerList_;
   pthread_mutex_t* listMutex_;
   std::atomic<bool> bDMSAppRunTimerThread;
   pthread_t thread_;

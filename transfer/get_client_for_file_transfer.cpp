@@ -62,11 +62,8 @@ bool GETClientForFileTransfer::SendRequest() {
 bool GETClientForFileTransfer::FormFilePath() {
   TemporaryContentsManager* temp = TemporaryContentsManager::existingInstance();
   if (temp == nullptr) return false;
-  {
-    TemporaryContentsLock lock(temp);
-    TempContentInfo* entry = lock.entryOf(transferID());
-    if (entry != nullptr && entry->record != nullptr) path_ = textOf(entry->record->GetFilePath());
-  }
+  const std::optional<TempContentSnapshot> entry = temp->findContent(transferID());
+  if (entry) path_ = entry->filePath;
   if (path_.empty()) return false;
   file_.reset(new (std::nothrow) UploadFile(path_));
   return file_ != nullptr;
@@ -213,18 +210,13 @@ void GETClientForFileTransfer::RestartTempContManagerTimer() {
   TemporaryContentsManager* temp = TemporaryContentsManager::existingInstance();
   if (temp == nullptr) return;
   TemporaryContentsLock lock(temp);
-  TempContentInfo* entry = lock.entryOf(transferID());
-  if (entry == nullptr) {
+  const std::optional<TempContentSnapshot> entry = lock.contentOf(transferID());
+  if (!entry) {
     NUVPrintf(NUV_LOG_ERROR,
               "[GETClientForFileTransfer::RestartTempContManagerTimer] HTTP GET URI not found in "
               "TCE!!!");
   } else {
-    if (entry->timerHandle != 0) DMSAppDeleteTimer(entry->timerHandle);
-    entry->timerHandle = DMSAppCreateTimer(entry->contentID);
-    if (entry->timerHandle != 0) {
-      DMSAppStartTimer(entry->timerHandle, TemporaryContentsManager::GetAutoDestroyDelay(),
-                       &TemporaryContentsManager::AutoDestroyCallback, nullptr);
-    }
+    lock.restartAutoDestroyTimer(entry->contentID);
   }
 }
 

@@ -17,8 +17,7 @@ namespace {
 bool objectWaitsFor(DMSAppString* path) {
   TemporaryContentsManager* temp = TemporaryContentsManager::existingInstance();
   if (temp == nullptr) return false;
-  TemporaryContentsLock lock(temp);
-  return lock.entryOf(path) != nullptr;
+  return temp->findContent(path).has_value();
 }
 
 }  // namespace

@@ -130,7 +130,7 @@ bool RecvFileThruPOST::FormFilePath(DMSAppString* target) {
 int RecvFileThruPOST::refusalStatus(long long contentLength) {
   {
     TemporaryContentsLock lock(TemporaryContentsManager::existingInstance());
-    if (lock.entryOf(path_.get()) == nullptr) {
+    if (!lock.contentOf(path_.get())) {
       NUVPrintf(NUV_LOG_ERROR,
                 "[RecvFileThruPOST::HandleHeader] No created object waits for [%s]: refused",
                 pathUtf8_.c_str());
@@ -292,8 +292,8 @@ void RecvFileThruPOST::RestartTempContManagerTimer() {
   }
   lastRestart_ = now;
   TemporaryContentsLock lock(TemporaryContentsManager::existingInstance());
-  TempContentInfo* entry = lock.entryOf(path_.get());
-  if (entry == nullptr) {
+  const std::optional<TempContentSnapshot> entry = lock.contentOf(path_.get());
+  if (!entry) {
     NUVPrintf(NUV_LOG_ERROR,
               "[RecvFileThruPOST] No such path in TempContManager --  RestartTempContManagerTimer");
     return;
@@ -315,15 +315,11 @@ void RecvFileThruPOST::RestartTempContManagerTimer() {
               "[RecvFileThruPOST::RestartTempContManagerTimer] Start Socket %dMs Timer...",
               static_cast<int>(transactionMs));
   }
-  if (entry->timerHandle != 0) DMSAppDeleteTimer(entry->timerHandle);
-  entry->timerHandle = DMSAppCreateTimer(entry->contentID);
   const unsigned long lifetimeMs = TemporaryContentsManager::GetAutoDestroyDelay();
-  if (entry->timerHandle == 0) {
+  if (lock.restartAutoDestroyTimer(entry->contentID) == 0) {
     NUVPrintf(NUV_LOG_ERROR,
               "[RecvFileThruPOST] DMSAppCreateTimer returned invalid handle -- AddContent");
   } else {
-    DMSAppStartTimer(entry->timerHandle, lifetimeMs, &TemporaryContentsManager::AutoDestroyCallback,
-                     nullptr);
     NUVPrintf(NUV_LOG_DUMP,
               "[RecvFileThruPOST::RestartTempContManagerTimer] Start AutoDestroy %dMs Timer...",
               static_cast<int>(lifetimeMs));

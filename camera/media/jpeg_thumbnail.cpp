@@ -24,6 +24,10 @@ struct TjDeleter {
 };
 using TjHandle = std::unique_ptr<void, TjDeleter>;
 
+struct TjBufferDeleter {
+  void operator()(unsigned char* buffer) const { tjFree(buffer); }
+};
+
 // Scales packed RGB24 to `w` x `h` packed RGB24.
 bool scaleRgb(const unsigned char* src, int srcW, int srcH, int w, int h,
               std::vector<unsigned char>* out) {
@@ -46,13 +50,12 @@ bool encodeRgbJpeg(const unsigned char* rgb, int width, int height, int pitch,
   if (tj == nullptr) return false;
   unsigned char* out = nullptr;
   unsigned long size = 0;
-  if (tjCompress2(tj.get(), rgb, width, pitch, height, TJPF_RGB, &out, &size, TJSAMP_420, kQuality,
-                  TJFLAG_FASTDCT) != 0) {
-    tjFree(out);
-    return false;
-  }
+  const int rc = tjCompress2(tj.get(), rgb, width, pitch, height, TJPF_RGB, &out, &size, TJSAMP_420,
+                             kQuality, TJFLAG_FASTDCT);
+  // Freed however this ends: the copy below may throw.
+  std::unique_ptr<unsigned char, TjBufferDeleter> owned(out);
+  if (rc != 0) return false;
   jpeg->assign(out, out + size);
-  tjFree(out);
   return true;
 }
 

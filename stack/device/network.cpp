@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <vector>
@@ -34,13 +35,14 @@ std::vector<InterfaceAddress> upInterfaces() {
   std::vector<InterfaceAddress> result;
   struct ifaddrs* list = nullptr;
   if (getifaddrs(&list) != 0) return result;
+  // Freed however the loop ends: a copy below may throw.
+  std::unique_ptr<struct ifaddrs, void (*)(struct ifaddrs*)> owned(list, &freeifaddrs);
   for (struct ifaddrs* it = list; it != nullptr; it = it->ifa_next) {
     if (it->ifa_addr == nullptr || it->ifa_addr->sa_family != AF_INET) continue;
     if ((it->ifa_flags & IFF_UP) == 0) continue;
     const auto* address = reinterpret_cast<const sockaddr_in*>(it->ifa_addr);
     result.push_back(InterfaceAddress{it->ifa_name, dotted(address->sin_addr)});
   }
-  freeifaddrs(list);
   return result;
 }
 

@@ -464,7 +464,7 @@ TEST_F(DidlWriterTest, ContentAwaitingUploadNamesItsImportUriInsteadOfAUrl) {
     TemporaryContentsLock lock(TemporaryContentsManager::GetInstance());
     entry = lock.entryOf(&path);
     ASSERT_NE(entry, nullptr);
-    entry->importURI = s("http://192.168.1.10:8200/upload/photo.jpg");
+    entry->importURI.reset(s("http://192.168.1.10:8200/upload/photo.jpg"));
   }
   setFilter("res");
   LogCapture log;

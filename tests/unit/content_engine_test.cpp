@@ -206,8 +206,8 @@ TEST_F(Engine, CreatedObjectBecomesATemporaryContentAndIsAnnounced) {
     TemporaryContentsLock lock(temp);
     TempContentInfo* entry = lock.entryOf(s(uploads() + "/beach.jpg").get());
     ASSERT_NE(nullptr, entry);
-    EXPECT_EQ("1", text(entry->containerID));
-    EXPECT_EQ("1", text(entry->contentID));
+    EXPECT_EQ("1", text(entry->containerID.get()));
+    EXPECT_EQ("1", text(entry->contentID.get()));
     EXPECT_EQ(1, entry->contentType);
     EXPECT_NE(0u, entry->timerHandle);
   }
@@ -308,7 +308,7 @@ TEST_F(Engine, UploadAndExistenceChecks) {
     TemporaryContentsLock lock(temp);
     TempContentInfo* entry = lock.entryOf(77u);
     ASSERT_NE(nullptr, entry);
-    EXPECT_EQ("2", text(entry->contentID));
+    EXPECT_EQ("2", text(entry->contentID.get()));
     EXPECT_EQ(nullptr, lock.entryOf(78u));
   }
 }
