@@ -119,6 +119,35 @@ class DeviceOnTheNetwork(NetworkTest):
             proc.wait()
         self.assertIn("<SystemUpdateID>0</SystemUpdateID>", notify)
 
+    def test_a_subscriber_that_never_answers_holds_up_no_other(self):
+        # One subscriber takes every NOTIFY connection and never answers; a
+        # second one, on another port of the same host, still gets its
+        # initial event at once.
+        staller = subprocess.Popen(
+            self.net.client_cmd([sys.executable, "-c", GENA_STALLER, self.net.client_ip]),
+            stdout=subprocess.PIPE, text=True)
+        listener = subprocess.Popen(
+            self.net.client_cmd([sys.executable, "-c", GENA_LISTENER, self.net.client_ip]),
+            stdout=subprocess.PIPE, text=True)
+        try:
+            for proc in (staller, listener):
+                port = int(proc.stdout.readline())
+                r = self.curl("-i", "-X", "SUBSCRIBE", "-H",
+                              "CALLBACK: <http://%s:%d/event>" % (self.net.client_ip, port),
+                              "-H", "NT: upnp:event", "-H", "TIMEOUT: Second-300",
+                              self.base + CDS_EVENT)
+                self.assertIn("SID: uuid:", r.stdout.replace("sid:", "SID:"))
+            self.assertEqual(staller.stdout.readline().strip(), "held")
+            notify = listener.stdout.readline()
+        finally:
+            for proc in (staller, listener):
+                proc.kill()
+                proc.wait()
+                proc.stdout.close()
+        self.assertIn("<SystemUpdateID>", notify)
+        code, _ = self.soap("GetSystemUpdateID")
+        self.assertEqual(code, 200)
+
     def test_garbage_does_not_stop_the_daemon(self):
         self.curl("-X", "POST", "--data-binary", "<not-xml", self.base + CDS_CONTROL)
         self.net.client(["curl", "-s", "-m", "15", "-X", "POST", "--data-binary", "@-",
@@ -618,6 +647,25 @@ s = http.server.HTTPServer((sys.argv[1], 0), H)
 print(s.server_address[1], flush=True)
 s.timeout = 20
 s.handle_request()
+'''
+
+# Takes NOTIFY connections and never answers them; says "held" once it
+# holds the first.
+GENA_STALLER = r'''
+import socket, sys, time
+s = socket.socket()
+s.bind((sys.argv[1], 0))
+s.listen(16)
+print(s.getsockname()[1], flush=True)
+held = [s.accept()[0]]
+print("held", flush=True)
+s.settimeout(1)
+end = time.time() + 60
+while time.time() < end:
+    try:
+        held.append(s.accept()[0])
+    except socket.timeout:
+        pass
 '''
 
 SOAK = r'''
