@@ -6,6 +6,7 @@
 #include "dms_string.h"
 #include "dms_xml.h"
 #include "nuv_log.h"
+#include "text_util.h"
 
 namespace dms_cds {
 
@@ -22,15 +23,11 @@ struct NodeCloser {
 using Parser = std::unique_ptr<_XmlParser, ParserCloser>;
 using Node = std::unique_ptr<_NodeXml, NodeCloser>;
 
-std::string textOf(const DMSAppString* s) {
-  return s != nullptr && s->ReadString() != nullptr ? std::string(s->ReadString()) : std::string();
-}
-
 bool hasAttribute(_NodeXml* node, const char* name, std::string* value) {
   DMSAppString key(name);
   const DMSAppString* found = DMSAppXmlGetAttribute(node, &key);
   if (found == nullptr) return false;
-  *value = textOf(found);
+  *value = text_util::stringOf(found);
   return true;
 }
 
@@ -72,8 +69,8 @@ int readObjectAttributes(_NodeXml* object, CreateObjectElements* out) {
 // Step 3 for one child element. The name is tested by substring, in this
 // order, as prefixed names ("dc:title", "upnp:class") come from clients.
 int readProperty(_NodeXml* child, CreateObjectElements* out) {
-  const std::string name = textOf(child->name);
-  const std::string value = textOf(child->value);
+  const std::string name = text_util::stringOf(child->name);
+  const std::string value = text_util::stringOf(child->value);
   if (name.find("dc:title") != std::string::npos) {
     out->title = value;
   } else if (name.find("upnp:class") != std::string::npos) {

@@ -1,4 +1,5 @@
 #include "upnp_cds_object.h"
+#include "text_util.h"
 
 #include <cstring>
 #include <memory>
@@ -31,10 +32,6 @@ constexpr int kNoSuchContainer = 710;
 constexpr int kBadMetadata = 712;
 constexpr int kRestrictedParent = 713;
 constexpr int kCannotProcess = 720;
-
-std::string textOf(const DMSAppString* s) {
-  return s != nullptr && s->ReadString() != nullptr ? std::string(s->ReadString()) : std::string();
-}
 
 // A value placed inside the Result: escaped for DIDL-Lite and once more for
 // the SOAP argument it travels in. Plain names and classes come out as
@@ -72,7 +69,8 @@ int UPnPCDSObject::__ParseElementsArgument(DMSAppString* elements) {
 
 const char* UPnPCDSObject::GetFileExtensionFromProtocolInfo(DMSAppString* protocolInfo) {
   std::string kept, mimeType;
-  if (!dms_cds::KeepProtocolInfo(textOf(protocolInfo), &kept, &mimeType)) return nullptr;
+  if (!dms_cds::KeepProtocolInfo(text_util::stringOf(protocolInfo), &kept, &mimeType))
+    return nullptr;
   return dms_cds::UploadExtensionForMime(mimeType);
 }
 
@@ -87,7 +85,7 @@ std::string UPnPCDSObject::importUriBase() const {
       record == nullptr || record->ReadIPAddress() == nullptr
           ? nullptr
           : DMSAppDMSGetClientInterfaceIPAddressMA(record->ReadIPAddress()->ReadString()));
-  if (!textOf(local.get()).empty()) address = textOf(local.get());
+  if (!text_util::stringOf(local.get()).empty()) address = text_util::stringOf(local.get());
   return "http://" + address + ":" + std::to_string(DMSAppGetHTTPStreamingPort()) +
          dms_upload::kUploadUrlPath;
 }
@@ -95,7 +93,7 @@ std::string UPnPCDSObject::importUriBase() const {
 ContentsEnumeratorArgument* UPnPCDSObject::makeItemRecord(int contentType, const char* extension,
                                                           int* code) {
   std::unique_ptr<DMSAppString> shared(DMSAppGetDMSSharedFilePath());
-  std::string folder = textOf(shared.get());
+  std::string folder = text_util::stringOf(shared.get());
   while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
   if (folder.empty()) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] No shared file folder for uploads CreateItem()");
@@ -142,7 +140,7 @@ int UPnPCDSObject::CreateItem(DMSAppString* containerID, DMSAppString* elements)
   if (const int code = __ParseElementsArgument(elements)) return endAction(code, nullptr);
 
   // Step 1: the parent.
-  container_ = textOf(containerID);
+  container_ = text_util::stringOf(containerID);
   if (container_ == kAnyContainer) container_ = kRootID;
   DMSAppString parentID(container_.c_str());
   std::unique_ptr<ContainerPublicInfo> parent(NUVCEGetContainerInfo(GetID(), &parentID));
@@ -150,7 +148,7 @@ int UPnPCDSObject::CreateItem(DMSAppString* containerID, DMSAppString* elements)
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] No such container CreateItem()");
     return endAction(kNoSuchContainer, nullptr);
   }
-  if (textOf(parent->GetAccessRestriction()) == "1") {
+  if (text_util::stringOf(parent->GetAccessRestriction()) == "1") {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Restricted parent container CreateItem()");
     return endAction(kRestrictedParent, nullptr);
   }
@@ -212,7 +210,7 @@ int UPnPCDSObject::__GenerateItemResponse(NUVCDSWL_RES_RESULT result, DMSCDSList
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Error Response From PAL CEA list empty");
     return endAction(1, nullptr);
   }
-  const std::string id = textOf(static_cast<DMSAppString*>(list->ReadFirstItemData()));
+  const std::string id = text_util::stringOf(static_cast<DMSAppString*>(list->ReadFirstItemData()));
   const auto* record = static_cast<ContentsEnumeratorArgument*>(list->ReadLastItemData());
   if (id.empty() || record == nullptr) {
     NUVPrintf(NUV_LOG_ERROR, "[UPnPCDSObject] Error Response From PAL ItemID = null");
@@ -225,7 +223,7 @@ int UPnPCDSObject::__GenerateItemResponse(NUVCDSWL_RES_RESULT result, DMSCDSList
   didl += "&lt;dc:title&gt;" + resultValue(elements_.title) + "&lt;/dc:title&gt;\r\n";
   didl += "&lt;upnp:class&gt;" + resultValue(elements_.upnpClass) + "&lt;/upnp:class&gt; \r\n";
   didl += "&lt;res protocolInfo=\"" + resultValue(elements_.protocolInfo) + "\" importUri=\"" +
-          resultValue(textOf(record->GetImportURI())) + "\"&gt;&lt;/res&gt; \r\n";
+          resultValue(text_util::stringOf(record->GetImportURI())) + "\"&gt;&lt;/res&gt; \r\n";
   didl += "&lt;/item&gt;\r\n";
   didl += table_->GetText(CDSHelper::kDidlTail);
   NUVPrintf(NUV_LOG_INFO,
@@ -234,7 +232,7 @@ int UPnPCDSObject::__GenerateItemResponse(NUVCDSWL_RES_RESULT result, DMSCDSList
 }
 
 int UPnPCDSObject::__GenerateContainerResponse(const DMSAppString* containerID) {
-  const std::string id = textOf(containerID);
+  const std::string id = text_util::stringOf(containerID);
   std::string result = table_->GetText(CDSHelper::kDidlHead);
   result += "&lt;container id=\"" + resultValue(id) + "\" parentID=\"" + resultValue(container_) +
             "\" restricted=\"0\" childCount=\"0\"&gt;\r\n";
@@ -253,7 +251,7 @@ int UPnPCDSObject::__GenerateContainerResponse(const DMSAppString* containerID) 
 
 int UPnPCDSObject::RemoveItem(DMSAppString* objectID) {
   // Steps 1 and 2.
-  const std::string id = textOf(objectID);
+  const std::string id = text_util::stringOf(objectID);
   if (id.empty()) return endAction(kInvalidArgs, nullptr);
   if (id == kRootID) return endAction(kNoSuchObject, nullptr);
   const size_t dollar = id.find('$');
@@ -266,12 +264,12 @@ int UPnPCDSObject::RemoveItem(DMSAppString* objectID) {
   std::unique_ptr<ContainerPublicInfo> container(NUVCEGetFirstContainer(GetID()));
   while (container != nullptr) {
     if (container->GetID() != nullptr && container->GetID()->CompareI(&parentID) == 0) {
-      if (textOf(container->GetAccessRestriction()) == "1") {
+      if (text_util::stringOf(container->GetAccessRestriction()) == "1") {
         return endAction(kRestrictedParent, nullptr);
       }
       break;
     }
-    DMSAppString previous(textOf(container->GetID()).c_str());
+    DMSAppString previous(text_util::stringOf(container->GetID()).c_str());
     container.reset(NUVCEGetNextContainer(GetID(), &previous));
   }
   // Step 4: the engine's answer ends the action, maybe before this returns.

@@ -1,4 +1,5 @@
 #include "upnp_cds_resource.h"
+#include "text_util.h"
 
 #include <cstdint>
 #include <new>
@@ -18,10 +19,6 @@ constexpr int kInvalidArgs = 402;
 constexpr int kNoSuchSource = 714;
 constexpr int kNoSuchDestination = 718;
 
-std::string textOf(const DMSAppString* s) {
-  return s != nullptr && s->ReadString() != nullptr ? std::string(s->ReadString()) : std::string();
-}
-
 // Progress figures travel as the low 32 bits of the count, read as a signed
 // number, as control points have always received them.
 std::string wrapped(unsigned long long value) {
@@ -38,8 +35,8 @@ UPnPCDSResource::UPnPCDSResource(DMSAppActionInfo* actionInfo,
 UPnPCDSResource::~UPnPCDSResource() = default;
 
 int UPnPCDSResource::CheckItemForImport(DMSAppString* sourceURI, DMSAppString* destinationURI) {
-  const std::string source = textOf(sourceURI);
-  const std::string destination = textOf(destinationURI);
+  const std::string source = text_util::stringOf(sourceURI);
+  const std::string destination = text_util::stringOf(destinationURI);
   if (source.empty() || destination.empty() || source == destination) {
     return endAction(kInvalidArgs, nullptr);
   }
@@ -57,8 +54,8 @@ int UPnPCDSResource::CheckItemForImport(DMSAppString* sourceURI, DMSAppString* d
 }
 
 int UPnPCDSResource::CheckItemForExport(DMSAppString* sourceURI, DMSAppString* destinationURI) {
-  const std::string source = textOf(sourceURI);
-  const std::string destination = textOf(destinationURI);
+  const std::string source = text_util::stringOf(sourceURI);
+  const std::string destination = text_util::stringOf(destinationURI);
   const size_t slash = source.rfind('/');
   if (source.empty() || destination.empty() || source == destination ||
       slash == std::string::npos) {

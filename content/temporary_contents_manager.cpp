@@ -38,17 +38,13 @@ TempContentInfo* findEntry(DMSCDSList* list, Visit visit) {
   return nullptr;
 }
 
-std::string copyText(const DMSAppString* s) {
-  const char* text = text_util::textOf(s);
-  return text != nullptr ? std::string(text) : std::string();
-}
-
 TempContentSnapshot snapshotOf(const TempContentInfo& entry) {
   TempContentSnapshot copy;
-  copy.containerID = copyText(entry.containerID.get());
-  copy.contentID = copyText(entry.contentID.get());
-  copy.importURI = copyText(entry.importURI.get());
-  copy.filePath = entry.record != nullptr ? copyText(entry.record->GetFilePath()) : std::string();
+  copy.containerID = text_util::stringOf(entry.containerID.get());
+  copy.contentID = text_util::stringOf(entry.contentID.get());
+  copy.importURI = text_util::stringOf(entry.importURI.get());
+  copy.filePath =
+      entry.record != nullptr ? text_util::stringOf(entry.record->GetFilePath()) : std::string();
   copy.transferID = entry.transferID;
   copy.timerHandle = entry.timerHandle;
   copy.contentType = entry.contentType;

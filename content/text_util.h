@@ -10,6 +10,11 @@ namespace text_util {
 
 // The text (up to its first NUL), or null for a null string or buffer.
 const char* textOf(const DMSAppString* s);
+// The same as a std::string: "" for a null string or buffer.
+inline std::string stringOf(const DMSAppString* s) {
+  const char* text = textOf(s);
+  return text != nullptr ? std::string(text) : std::string();
+}
 // Whole-text equality; two nulls are not equal (nothing matches "no text").
 bool sameText(const DMSAppString* a, const DMSAppString* b);
 bool sameText(const DMSAppString* a, const char* b);

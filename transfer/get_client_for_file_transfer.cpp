@@ -12,13 +12,10 @@
 #include "nuv_log.h"
 #include "received_file.h"
 #include "temporary_contents_manager.h"
+#include "text_util.h"
 #include "transfer_limits.h"
 
 namespace {
-
-std::string textOf(const DMSAppString* s) {
-  return s != nullptr && s->ReadString() != nullptr ? s->ReadString() : "";
-}
 
 constexpr unsigned long kNoTimer = 0;
 
@@ -28,8 +25,8 @@ GETClientForFileTransfer::GETClientForFileTransfer(unsigned int transferID, DMSA
                                                    DMSAppString* destination, int profile,
                                                    int connection, unsigned int stackHandle)
     : ClientInterface(transferID, profile, connection),
-      source_(textOf(source)),
-      destination_(textOf(destination)),
+      source_(text_util::stringOf(source)),
+      destination_(text_util::stringOf(destination)),
       stackHandle_(stackHandle) {}
 
 GETClientForFileTransfer::~GETClientForFileTransfer() {

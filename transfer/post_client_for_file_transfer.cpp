@@ -9,13 +9,10 @@
 #include "dms_string.h"
 #include "multimedia_db_connector.h"
 #include "nuv_log.h"
+#include "text_util.h"
 #include "transfer_limits.h"
 
 namespace {
-
-std::string textOf(const DMSAppString* s) {
-  return s != nullptr && s->ReadString() != nullptr ? s->ReadString() : "";
-}
 
 // The path of a URL ("http://host:port/media/2.jpg" -> "/media/2.jpg"): the
 // resource's URI as the database keeps it.
@@ -33,8 +30,8 @@ POSTClientForFileTransfer::POSTClientForFileTransfer(DMSAppString* source,
                                                      DMSAppString* destination, int profile,
                                                      int connection, unsigned int transferID)
     : ClientInterface(transferID, profile, connection),
-      source_(textOf(source)),
-      destination_(textOf(destination)) {}
+      source_(text_util::stringOf(source)),
+      destination_(text_util::stringOf(destination)) {}
 
 POSTClientForFileTransfer::~POSTClientForFileTransfer() = default;
 
@@ -45,9 +42,9 @@ bool POSTClientForFileTransfer::FormFilePath() {
   std::unique_ptr<DMSAppString> path(db->GetFilePathFromURI(&uri));
   std::unique_ptr<DMSAppString> mime(db->GetMimeTypeFromURI(&uri));
   std::unique_ptr<DMSAppString> profile(db->GetDLNAProfileNameFromURI(&uri));
-  path_ = textOf(path.get());
-  mimeType_ = textOf(mime.get());
-  profileName_ = textOf(profile.get());
+  path_ = text_util::stringOf(path.get());
+  mimeType_ = text_util::stringOf(mime.get());
+  profileName_ = text_util::stringOf(profile.get());
   if (mimeType_.empty()) {
     NUVPrintf(NUV_LOG_ERROR, "[POSTClientForFileTransfer::FormFilePath] mpMimeType is NULL!!!");
     return false;

@@ -103,16 +103,25 @@ class DeviceOnTheNetwork(NetworkTest):
         self.assertIn("http-get:*:audio/mpeg:DLNA.ORG_PN=MP3", source)
         self.assertEqual(self.result(body, "Sink"), "")
 
+    def event_peer(self, script):
+        """A Python script in the client namespace that prints its port first."""
+        return subprocess.Popen(
+            self.net.client_cmd([sys.executable, "-c", script, self.net.client_ip]),
+            stdout=subprocess.PIPE, text=True)
+
+    def subscribe(self, peer):
+        """SUBSCRIBE with `peer`'s port as the callback."""
+        port = int(peer.stdout.readline())
+        r = self.curl("-i", "-X", "SUBSCRIBE", "-H",
+                      "CALLBACK: <http://%s:%d/event>" % (self.net.client_ip, port),
+                      "-H", "NT: upnp:event", "-H", "TIMEOUT: Second-300",
+                      self.base + CDS_EVENT)
+        self.assertIn("SID: uuid:", r.stdout.replace("sid:", "SID:"))
+
     def test_gena_subscription_gets_initial_system_update_id(self):
-        listener = self.net.client_cmd([sys.executable, "-c", GENA_LISTENER, self.net.client_ip])
-        proc = subprocess.Popen(listener, stdout=subprocess.PIPE, text=True)
+        proc = self.event_peer(GENA_LISTENER)
         try:
-            port = int(proc.stdout.readline())
-            r = self.curl("-i", "-X", "SUBSCRIBE", "-H",
-                          "CALLBACK: <http://%s:%d/event>" % (self.net.client_ip, port),
-                          "-H", "NT: upnp:event", "-H", "TIMEOUT: Second-300",
-                          self.base + CDS_EVENT)
-            self.assertIn("SID: uuid:", r.stdout.replace("sid:", "SID:"))
+            self.subscribe(proc)
             notify = proc.stdout.readline()
         finally:
             proc.kill()
@@ -123,21 +132,13 @@ class DeviceOnTheNetwork(NetworkTest):
         # One subscriber takes every NOTIFY connection and never answers; a
         # second one, on another port of the same host, still gets its
         # initial event at once.
-        staller = subprocess.Popen(
-            self.net.client_cmd([sys.executable, "-c", GENA_STALLER, self.net.client_ip]),
-            stdout=subprocess.PIPE, text=True)
-        listener = subprocess.Popen(
-            self.net.client_cmd([sys.executable, "-c", GENA_LISTENER, self.net.client_ip]),
-            stdout=subprocess.PIPE, text=True)
+        staller = self.event_peer(GENA_STALLER)
+        listener = self.event_peer(GENA_LISTENER)
         try:
-            for proc in (staller, listener):
-                port = int(proc.stdout.readline())
-                r = self.curl("-i", "-X", "SUBSCRIBE", "-H",
-                              "CALLBACK: <http://%s:%d/event>" % (self.net.client_ip, port),
-                              "-H", "NT: upnp:event", "-H", "TIMEOUT: Second-300",
-                              self.base + CDS_EVENT)
-                self.assertIn("SID: uuid:", r.stdout.replace("sid:", "SID:"))
+            self.subscribe(staller)
+            # Its initial event is on its way and will never be answered.
             self.assertEqual(staller.stdout.readline().strip(), "held")
+            self.subscribe(listener)
             notify = listener.stdout.readline()
         finally:
             for proc in (staller, listener):
