@@ -123,48 +123,6 @@ void refuseDotSegments(SoupServer*, SoupServerMessage* msg, const char* path, GH
     soup_server_message_set_status(msg, SOUP_STATUS_NOT_FOUND, nullptr);
 }
 
-void queryVariable(GUPnPService*, char* name, GValue* value, gpointer data) {
-  auto* evented = static_cast<EventedService*>(data);
-  std::string text;
-  evented->session->device->table().get(evented->key, name, &text);
-  g_value_init(value, G_TYPE_STRING);
-  g_value_set_string(value, text.c_str());
-}
-
-// GUPnP's services read their own service descriptions over HTTP, and a
-// subscription accepted before that is over gets an empty initial event.
-// The device is announced only once every service has them: a reading of
-// ours, issued after each service's own, is waited for on this thread, then
-// whatever it brought is dispatched.
-void awaitIntrospection(Session& session, GMainContext* context) {
-  constexpr gint64 kWaitMicroseconds = 5 * G_USEC_PER_SEC;
-  // Shared with the callbacks, which may come after a wait that gave up.
-  auto pending = std::make_shared<int>(static_cast<int>(session.evented.size()));
-  for (EventedService& evented : session.evented)
-    gupnp_service_info_introspect_async(
-        GUPNP_SERVICE_INFO(evented.service), nullptr,
-        [](GObject* info, GAsyncResult* result, gpointer data) {
-          std::unique_ptr<std::shared_ptr<int>> left(static_cast<std::shared_ptr<int>*>(data));
-          GUPnPServiceIntrospection* introspection =
-              gupnp_service_info_introspect_finish(GUPNP_SERVICE_INFO(info), result, nullptr);
-          if (introspection != nullptr) g_object_unref(introspection);
-          --**left;
-        },
-        new std::shared_ptr<int>(pending));
-  const gint64 deadline = g_get_monotonic_time() + kWaitMicroseconds;
-  GSource* tick = g_timeout_source_new(50);  // bounds each blocking iteration
-  g_source_set_callback(
-      tick, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr, nullptr);
-  g_source_attach(tick, context);
-  while (*pending > 0 && g_get_monotonic_time() < deadline) g_main_context_iteration(context, TRUE);
-  g_source_destroy(tick);
-  g_source_unref(tick);
-  while (g_main_context_iteration(context, FALSE)) {
-  }
-  if (*pending > 0)
-    NUVPrintf(NUV_LOG_ERROR, "[NUVDMSStart] service descriptions not read back in time");
-}
-
 GSSDPResourceGroup* announce(Session& session) {
   GSSDPResourceGroup* group = gssdp_resource_group_new(GSSDP_CLIENT(session.context));
   gssdp_resource_group_set_max_age(group, static_cast<guint>(session.maxAge));
@@ -236,21 +194,21 @@ bool openSession(Session& session, const std::string& dir, const std::string& ad
   for (const std::string& name : session.served->files())
     soup_server_add_handler(server, ("/" + name).c_str(), serveFile, session.served.get(), nullptr);
 
-  // GUPnP's services answer SUBSCRIBE and send the events; their control
-  // handlers are then replaced by the stack's.
+  // The stack serves the control and event subscription URLs itself; GUPnP's
+  // service objects, which would serve them too, are never made.
   std::vector<ControlRoute> routes;
+  std::vector<EventRoute> events;
   for (const ServiceEntry& entry : session.services) {
-    GUPnPServiceInfo* info =
-        gupnp_device_info_get_service(GUPNP_DEVICE_INFO(session.root), entry.serviceType.c_str());
-    if (info == nullptr) continue;
-    session.evented.push_back(EventedService{&session, serviceTypeWithoutVersion(entry.serviceType),
-                                             GUPNP_SERVICE(info)});
-    g_signal_connect(info, "query-variable", G_CALLBACK(queryVariable), &session.evented.back());
     routes.push_back(ControlRoute{pathOf(entry.controlUrl), entry.serviceType});
+    if (!entry.eventSubUrl.empty())
+      events.push_back(
+          EventRoute{pathOf(entry.eventSubUrl), serviceTypeWithoutVersion(entry.serviceType)});
   }
   GMainContext* loopContext = g_main_context_get_thread_default();
   session.control = std::make_unique<ControlServer>(*session.device, server, loopContext, routes);
-  awaitIntrospection(session, loopContext);
+  session.gena =
+      std::make_unique<GenaServer>(GSSDP_CLIENT(session.context), server, loopContext,
+                                   session.device->table(), std::move(events), session.server);
   Session* raw = &session;
   session.reaper = std::make_unique<ConnectionReaper>(server, loopContext, [raw](GSocket* socket) {
     return raw->control != nullptr && raw->control->holds(socket);
@@ -265,6 +223,10 @@ void closeSession(Session& session) {
   // Requests still waiting are answered (501) while the server still runs.
   session.reaper.reset();
   session.control.reset();
+  // Moved out first: its bounded wait for cancelled NOTIFYs runs the loop,
+  // and events still queued for the loop then find no server.
+  std::unique_ptr<GenaServer> gena = std::move(session.gena);
+  gena.reset();
   if (server != nullptr) {
     // Nothing of this session may be reached from the server any more, even
     // if something of GUPnP's keeps the server alive a while.
@@ -281,11 +243,6 @@ void closeSession(Session& session) {
     g_object_unref(session.group);
     session.group = nullptr;
   }
-  for (EventedService& evented : session.evented) {
-    g_signal_handlers_disconnect_by_data(evented.service, &evented);
-    g_object_unref(evented.service);
-  }
-  session.evented.clear();
   if (session.root != nullptr) {
     g_object_unref(session.root);
     session.root = nullptr;
@@ -301,19 +258,7 @@ void closeSession(Session& session) {
 }
 
 void notifySubscribers(Session& session, const std::string& service, const NameValueList& changes) {
-  for (EventedService& evented : session.evented) {
-    if (evented.key != service) continue;
-    // One event carries every change of the call.
-    gupnp_service_freeze_notify(evented.service);
-    for (const auto& [name, value] : changes) {
-      GValue text = G_VALUE_INIT;
-      g_value_init(&text, G_TYPE_STRING);
-      g_value_set_string(&text, value.c_str());
-      gupnp_service_notify_value(evented.service, name.c_str(), &text);
-      g_value_unset(&text);
-    }
-    gupnp_service_thaw_notify(evented.service);
-  }
+  if (session.gena != nullptr) session.gena->notify(service, changes);
 }
 
 }  // namespace dmsstack

@@ -1,6 +1,7 @@
 // A started device: what the description declared, the GLib thread, and the
 // GUPnP objects on it (context with its SSDP client and libsoup server, root
-// device, services for eventing, the SSDP resource group, the control URLs).
+// device, the SSDP resource group) and the stack's servers of the control and
+// event subscription URLs.
 //
 // Thread safety: the plain fields are written by Device::start before the
 // Session is shared and then only read. The GUPnP objects are created by
@@ -11,7 +12,6 @@
 
 #include <libgupnp/gupnp.h>
 
-#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,6 +20,7 @@
 #include "control_server.h"
 #include "description.h"
 #include "device.h"
+#include "gena_server.h"
 #include "glib_loop.h"
 #include "search_limiter.h"
 #include "served_files.h"
@@ -30,12 +31,6 @@ namespace dmsstack {
 struct SearchGuard {
   SearchLimiter limiter;
   SearchLimiter::TimePoint reported{};
-};
-
-struct EventedService {
-  Session* session = nullptr;
-  std::string key;  // service type without version
-  GUPnPService* service = nullptr;
 };
 
 struct Session {
@@ -56,8 +51,8 @@ struct Session {
   GUPnPContext* context = nullptr;
   GUPnPRootDevice* root = nullptr;
   GSSDPResourceGroup* group = nullptr;
-  std::list<EventedService> evented;
   std::unique_ptr<ControlServer> control;
+  std::unique_ptr<GenaServer> gena;
   std::unique_ptr<ConnectionReaper> reaper;
   std::unique_ptr<SearchGuard> searches;
 };

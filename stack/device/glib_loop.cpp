@@ -49,6 +49,8 @@ void GLibLoop::stop() {
   // Queued work still runs first: it may hold a reply a client waits for.
   {
     GSource* source = g_idle_source_new();
+    // At the priority of I/O, so that a busy server cannot starve it.
+    g_source_set_priority(source, G_PRIORITY_DEFAULT);
     g_source_set_callback(
         source,
         [](gpointer self) -> gboolean {

@@ -66,6 +66,25 @@ constexpr size_t kMaxArpTableBytes = 256 * 1024;
 // Alive rounds one NUVDMSSendAliveTemporary call may send.
 constexpr int kMaxAliveRounds = 10;
 
+// Event subscriptions: the duration granted whatever a subscriber asks for
+// (DLNA's 300 seconds), the callback URLs taken from one CALLBACK header and
+// their longest length (DLNA asks for at most 256 bytes; fewer and shorter
+// callbacks also limit what a subscriber can point the device at), and the
+// subscriptions held at once (more are answered 503 until some expire).
+constexpr int kEventSubscriptionSeconds = 300;
+constexpr size_t kMaxEventCallbacks = 6;
+constexpr size_t kMaxEventCallbackBytes = 256;
+constexpr size_t kMaxEventSubscriptions = 256;
+
+// A NOTIFY not answered within this time has failed (UPnP gives subscribers
+// 30 seconds); NOTIFY connections open at once, over all subscribers.
+constexpr unsigned kNotifyTimeoutSeconds = 30;
+constexpr int kMaxNotifyConnections = 64;
+
+// Events waiting for one subscriber while its NOTIFY is in flight; beyond
+// this, later changes are merged into the last one (latest values).
+constexpr size_t kMaxQueuedEvents = 8;
+
 }  // namespace dmsstack
 
 #endif  // DMS_STACK_DEVICE_STACK_LIMITS_H

@@ -128,6 +128,28 @@ class DeviceOnTheNetwork(NetworkTest):
             proc.wait()
         self.assertIn("<SystemUpdateID>0</SystemUpdateID>", notify)
 
+    def test_callbacks_outside_the_network_are_ignored(self):
+        # The device would otherwise send NOTIFYs wherever a subscriber
+        # points it; the address below is routed nowhere in the test network.
+        r = self.curl("-s", "-o", "/dev/null", "-w", "%{http_code}", "-X", "SUBSCRIBE", "-H",
+                      "CALLBACK: <http://192.0.2.1:9/event>", "-H", "NT: upnp:event",
+                      self.base + CDS_EVENT)
+        self.assertEqual(r.stdout, "412")
+        proc = self.event_peer(GENA_LISTENER)
+        try:
+            port = int(proc.stdout.readline())
+            r = self.curl("-i", "-X", "SUBSCRIBE", "-H",
+                          "CALLBACK: <http://192.0.2.1:9/event><http://%s:%d/event>"
+                          % (self.net.client_ip, port), "-H", "NT: upnp:event",
+                          self.base + CDS_EVENT)
+            self.assertIn("SID: uuid:", r.stdout.replace("sid:", "SID:"))
+            notify = proc.stdout.readline()
+        finally:
+            proc.kill()
+            proc.wait()
+            proc.stdout.close()
+        self.assertIn("<SystemUpdateID>", notify)
+
     def test_a_subscriber_that_never_answers_holds_up_no_other(self):
         # One subscriber takes every NOTIFY connection and never answers; a
         # second one, on another port of the same host, still gets its

@@ -8,6 +8,7 @@ small HTTP server on 127.0.0.1. The interface-event tests run the harness in a
 network namespace of their own (unshare) and never touch the host's
 interfaces.
 """
+import http.client
 import http.server
 import os
 import queue
@@ -452,9 +453,11 @@ class ConnectionManager(HarnessCase):
 
 
 class EventListener:
-    """GENA callback receiver on 127.0.0.1: keeps (time, headers, values)."""
+    """GENA callback receiver on 127.0.0.1: keeps (time, headers, values).
+    With `delay`, each NOTIFY is answered that many seconds after it was
+    recorded."""
 
-    def __init__(self):
+    def __init__(self, delay=0):
         self.events = []
         self.cond = threading.Condition()
         listener = self
@@ -469,6 +472,7 @@ class EventListener:
                 with listener.cond:
                     listener.events.append((time.monotonic(), dict(self.headers), values))
                     listener.cond.notify_all()
+                time.sleep(delay)
                 self.send_response(200)
                 self.send_header("Content-Length", "0")
                 self.end_headers()
@@ -476,7 +480,10 @@ class EventListener:
             def log_message(self, *args):
                 pass
 
-        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        class Server(http.server.ThreadingHTTPServer):
+            request_queue_size = 512  # many subscriptions' NOTIFYs at once
+
+        self.server = Server(("127.0.0.1", 0), Handler)
         self.url = "http://127.0.0.1:%d/event" % self.server.server_address[1]
         threading.Thread(target=self.server.serve_forever, daemon=True).start()
 
@@ -487,7 +494,7 @@ class EventListener:
                 left = deadline - time.monotonic()
                 if left <= 0:
                     raise AssertionError("%d events of %d: %r" % (len(self.events), count,
-                                                                   self.events))
+                                                                   self.events[-3:]))
                 self.cond.wait(left)
             return list(self.events)
 
@@ -496,7 +503,7 @@ class EventListener:
         self.server.server_close()
 
 
-class Eventing(HarnessCase):
+class EventCase(HarnessCase):
     def subscribe(self, path, listener):
         status, headers, _ = curl(self.harness.base + path, method="SUBSCRIBE",
                                   headers=["CALLBACK: <%s>" % listener.url, "NT: upnp:event",
@@ -510,6 +517,9 @@ class Eventing(HarnessCase):
                             headers=["SID: " + sid])
         self.assertEqual(status, 200)
 
+
+
+class Eventing(EventCase):
     def test_subscription_gets_current_values_then_moderated_changes(self):
         cds = "urn:schemas-upnp-org:service:ContentDirectory"
         self.assertEqual(self.harness.command("update %s SystemUpdateID 7" % cds), "RESULT 0")
@@ -546,6 +556,9 @@ class Eventing(HarnessCase):
             began = time.monotonic()
             self.assertEqual(self.harness.command("update %s TransferIDs 3<4 & 5" % cds),
                              "RESULT 0")
+            # Sent as soon as the event before it is answered; a change that
+            # came meanwhile would go out with it.
+            listener.wait_count(2)
             self.assertEqual(self.harness.command("update %s TransferIDs 6" % cds), "RESULT 0")
             events = listener.wait_count(3)
             self.assertEqual(events[1][2], {"TransferIDs": "3<4 & 5"})
@@ -568,6 +581,189 @@ class Eventing(HarnessCase):
 
     def test_update_of_unknown_service_is_refused(self):
         self.assertEqual(self.harness.command("update urn:x:service:Nope Var 1"), "RESULT 1")
+
+
+
+
+class EventDelivery(EventCase):
+    """Delivery to subscribers, on a harness of its own: these tests leave
+    values behind that the tests of Eventing do not expect."""
+
+    def test_a_slow_subscriber_gets_a_bounded_queue_of_events_in_order(self):
+        cds = "urn:schemas-upnp-org:service:ContentDirectory"
+        listener = EventListener(delay=2)
+        try:
+            sid = self.subscribe(CDS_EVENT, listener)
+            listener.wait_count(1)
+            # The initial event is still unanswered: eight changes wait as
+            # events of their own, later ones are merged into the eighth.
+            for value in range(1, 21):
+                self.assertEqual(self.harness.command("update %s TransferIDs %d" % (cds, value)),
+                                 "RESULT 0")
+            events = listener.wait_count(9, timeout=60)
+            self.assertEqual([e[2] for e in events[1:]],
+                             [{"TransferIDs": str(v)} for v in (1, 2, 3, 4, 5, 6, 7, 20)])
+            self.assertEqual([e[1]["SEQ"] for e in events], [str(n) for n in range(9)])
+            self.assertEqual(set(e[1]["SID"] for e in events), {sid})
+            self.unsubscribe(CDS_EVENT, sid)
+        finally:
+            listener.close()
+
+    def test_a_subscription_cancelled_before_its_first_event_is_answered_gets_no_more(self):
+        cds = "urn:schemas-upnp-org:service:ContentDirectory"
+        listener = EventListener(delay=1)
+        try:
+            sid = self.subscribe(CDS_EVENT, listener)
+            listener.wait_count(1)
+            self.unsubscribe(CDS_EVENT, sid)
+            self.assertEqual(self.harness.command("update %s TransferIDs 9" % cds), "RESULT 0")
+            time.sleep(2.5)
+            self.assertEqual(len(listener.events), 1, listener.events)
+        finally:
+            listener.close()
+
+    def test_renewal_keeps_the_sid_and_grants_300_seconds(self):
+        listener = EventListener()
+        try:
+            status, headers, _ = curl(self.harness.base + CDS_EVENT, method="SUBSCRIBE",
+                                      headers=["CALLBACK: <%s>" % listener.url,
+                                               "NT: upnp:event", "TIMEOUT: Second-1800"])
+            self.assertEqual((status, headers["TIMEOUT"]), (200, "Second-300"))
+            self.assertTrue(headers["SERVER"])
+            sid = headers["SID"]
+            status, headers, _ = curl(self.harness.base + CDS_EVENT, method="SUBSCRIBE",
+                                      headers=["SID: " + sid, "TIMEOUT: Second-infinite"])
+            self.assertEqual((status, headers["SID"], headers["TIMEOUT"]),
+                             (200, sid, "Second-300"))
+            # A renewal with a callback, or one naming the event type, is malformed.
+            for extra in ("CALLBACK: <%s>" % listener.url, "NT: upnp:event"):
+                status, _, _ = curl(self.harness.base + CDS_EVENT, method="SUBSCRIBE",
+                                    headers=["SID: " + sid, extra])
+                self.assertEqual(status, 400, extra)
+            status, _, _ = curl(self.harness.base + CDS_EVENT, method="UNSUBSCRIBE",
+                                headers=["SID: " + sid, "NT: upnp:event"])
+            self.assertEqual(status, 400)
+            self.unsubscribe(CDS_EVENT, sid)
+            # Gone: neither renewed nor cancelled again.
+            for method in ("SUBSCRIBE", "UNSUBSCRIBE"):
+                status, _, _ = curl(self.harness.base + CDS_EVENT, method=method,
+                                    headers=["SID: " + sid])
+                self.assertEqual(status, 412, method)
+            status, _, _ = curl(self.harness.base + CDS_EVENT)
+            self.assertEqual(status, 501)
+        finally:
+            listener.close()
+
+    def test_subscriptions_are_bounded_and_a_cancelled_one_makes_room(self):
+        listener = EventListener()
+        sids = []
+        try:
+            host, port = self.harness.base[len("http://"):].split(":")
+            for _ in range(400):
+                status, sid = gena_request(host, int(port), "SUBSCRIBE", CDS_EVENT, {
+                    "CALLBACK": "<%s>" % listener.url, "NT": "upnp:event"})
+                if status != 200:
+                    break
+                sids.append(sid)
+            self.assertEqual(status, 503)
+            self.assertGreaterEqual(len(sids), 16)
+            self.assertLess(len(sids), 400)
+            self.assertEqual(gena_request(host, int(port), "UNSUBSCRIBE", CDS_EVENT,
+                                          {"SID": sids.pop()})[0], 200)
+            status, sid = gena_request(host, int(port), "SUBSCRIBE", CDS_EVENT, {
+                "CALLBACK": "<%s>" % listener.url, "NT": "upnp:event"})
+            self.assertEqual(status, 200)
+            sids.append(sid)
+            # Every one held got its initial event (the one cancelled may
+            # have gone before its own was sent).
+            deadline = time.monotonic() + 60
+            while set(sids) - set(e[1]["SID"] for e in listener.events):
+                self.assertLess(time.monotonic(), deadline, "initial events missing")
+                time.sleep(0.1)
+        finally:
+            for sid in sids:
+                gena_request(host, int(port), "UNSUBSCRIBE", CDS_EVENT, {"SID": sid})
+            listener.close()
+        self.assertTrue(any("[GENA] " in line and "a new one is refused" in line
+                            for line in self.harness.stderr), self.harness.stderr[-5:])
+
+
+
+class EventingAtStop(EventCase):
+    def test_stop_is_not_held_up_by_subscribers_that_never_answer(self):
+        cds = "urn:schemas-upnp-org:service:ContentDirectory"
+        staller = Staller()
+        host, port = self.harness.base[len("http://"):].split(":")
+        try:
+            for _ in range(100):
+                self.assertEqual(gena_request(host, int(port), "SUBSCRIBE", CDS_EVENT, {
+                    "CALLBACK": "<%s>" % staller.url, "NT": "upnp:event"})[0], 200)
+            for value in range(50):
+                self.assertEqual(self.harness.command("update %s TransferIDs %d" % (cds, value)),
+                                 "RESULT 0")
+            staller.wait_connections(10)
+            began = time.monotonic()
+            self.assertEqual(self.harness.command("stop"), "RESULT 0")
+            self.assertLess(time.monotonic() - began, 15)
+            with self.harness.cond:
+                seen = len(self.harness.lines)
+            self.assertEqual(self.harness.command("start"), "RESULT 0")
+            self.harness.url = self.harness.wait_for("READY ", start=seen).split(" ", 1)[1]
+            self.harness.base = self.harness.url.rsplit("/", 1)[0]
+            listener = EventListener()
+            try:
+                self.subscribe(CDS_EVENT, listener)
+                listener.wait_count(1)
+            finally:
+                listener.close()
+        finally:
+            staller.close()
+
+
+def gena_request(host, port, method, path, headers):
+    """One GENA request on a connection of its own: (status, SID or None)."""
+    connection = http.client.HTTPConnection(host, port, timeout=30)
+    try:
+        connection.request(method, path, headers=headers)
+        answer = connection.getresponse()
+        answer.read()
+        return answer.status, answer.getheader("SID")
+    finally:
+        connection.close()
+
+
+class Staller:
+    """Accepts connections on 127.0.0.1 and never answers on them."""
+
+    def __init__(self):
+        self.server = socket.socket()
+        self.server.bind(("127.0.0.1", 0))
+        self.server.listen(512)
+        self.url = "http://127.0.0.1:%d/event" % self.server.getsockname()[1]
+        self.held = []
+        self.cond = threading.Condition()
+        threading.Thread(target=self._accept, daemon=True).start()
+
+    def _accept(self):
+        while True:
+            try:
+                connection, _ = self.server.accept()
+            except OSError:
+                return
+            with self.cond:
+                self.held.append(connection)
+                self.cond.notify_all()
+
+    def wait_connections(self, count, timeout=20):
+        with self.cond:
+            if not self.cond.wait_for(lambda: len(self.held) >= count, timeout):
+                raise AssertionError("%d connections" % len(self.held))
+
+    def close(self):
+        self.server.close()
+        with self.cond:
+            for connection in self.held:
+                connection.close()
 
 
 class AccessControl(HarnessCase):

@@ -34,6 +34,7 @@ dms_stack_unit_test(stack_client_identity_test)
 dms_stack_unit_test(stack_event_moderator_test)
 dms_stack_unit_test(stack_search_limiter_test)
 dms_stack_unit_test(stack_eventing_test)
+dms_stack_unit_test(stack_gena_request_test)
 dms_stack_unit_test(stack_action_bridge_test)
 dms_stack_unit_test(stack_connection_manager_test)
 dms_stack_unit_test(stack_state_table_test)
@@ -60,7 +61,8 @@ set_tests_properties(StackLibrary.DefinesNoSymbolOfTheCLibrary PROPERTIES LABELS
 # Loopback tests: the harness is a device made of libdmsstack alone.
 add_executable(stack_harness ${DMS_STACK_TEST_DIR}/../e2e/stack_harness.cpp)
 target_link_libraries(stack_harness PRIVATE dmsstack)
-foreach(group Description UdnPersistence SoapActions ConnectionManager Eventing AccessControl
+foreach(group Description UdnPersistence SoapActions ConnectionManager Eventing EventDelivery
+              EventingAtStop AccessControl
               AccessByName Robustness InterfaceEvents)
   add_test(NAME StackLoopback.${group}
            COMMAND ${Python3_EXECUTABLE} ${DMS_STACK_TEST_DIR}/../e2e/stack_loopback_test.py
