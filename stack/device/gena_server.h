@@ -52,8 +52,6 @@ class GenaServer {
   // Events `changes` of `service` (type without version) to its subscribers.
   void notify(const std::string& service, const NameValueList& changes);
 
-  size_t subscriptions() const { return subscriptions_.size(); }
-
  private:
   struct Route;
   struct Delivery;
