@@ -163,8 +163,11 @@ void GenaServer::subscribe(SoupServerMessage* msg, const Route& route, const cha
     return;
   }
   if (subscriptions_.size() >= kMaxEventSubscriptions) {
-    NUVPrintf(NUV_LOG_ERROR, "[GENA] %zu subscriptions held; a new one is refused",
-              subscriptions_.size());
+    // Once per stretch at the limit: a subscriber that retries floods no log.
+    if (!fullReported_)
+      NUVPrintf(NUV_LOG_ERROR, "[GENA] %zu subscriptions held; a new one is refused",
+                subscriptions_.size());
+    fullReported_ = true;
     soup_server_message_set_status(msg, SOUP_STATUS_SERVICE_UNAVAILABLE, nullptr);
     return;
   }
@@ -252,6 +255,7 @@ void GenaServer::remove(const std::string& sid) {
   if (it == subscriptions_.end()) return;
   std::unique_ptr<Subscription> subscription = std::move(it->second);
   subscriptions_.erase(it);
+  fullReported_ = false;
   if (subscription->expiry != nullptr) {
     g_source_destroy(subscription->expiry);
     g_source_unref(subscription->expiry);

@@ -93,6 +93,7 @@ class GenaServer {
   std::map<std::string, std::unique_ptr<Subscription>> subscriptions_;  // by SID
   std::set<Answered*> answering_;
   std::set<Delivery*> deliveries_;  // in flight
+  bool fullReported_ = false;       // the refusal at the limit was logged
 };
 
 }  // namespace dmsstack
