@@ -454,10 +454,10 @@ class ConnectionManager(HarnessCase):
 
 class EventListener:
     """GENA callback receiver on 127.0.0.1: keeps (time, headers, values).
-    With `delay`, each NOTIFY is answered that many seconds after it was
-    recorded."""
+    With `held`, each NOTIFY is answered only once the test has set that
+    threading.Event (or after 30 s)."""
 
-    def __init__(self, delay=0):
+    def __init__(self, held=None):
         self.events = []
         self.cond = threading.Condition()
         listener = self
@@ -472,7 +472,8 @@ class EventListener:
                 with listener.cond:
                     listener.events.append((time.monotonic(), dict(self.headers), values))
                     listener.cond.notify_all()
-                time.sleep(delay)
+                if held is not None:
+                    held.wait(30)
                 self.send_response(200)
                 self.send_header("Content-Length", "0")
                 self.end_headers()
@@ -591,7 +592,8 @@ class EventDelivery(EventCase):
 
     def test_a_slow_subscriber_gets_a_bounded_queue_of_events_in_order(self):
         cds = "urn:schemas-upnp-org:service:ContentDirectory"
-        listener = EventListener(delay=2)
+        held = threading.Event()
+        listener = EventListener(held)
         try:
             sid = self.subscribe(CDS_EVENT, listener)
             listener.wait_count(1)
@@ -600,6 +602,7 @@ class EventDelivery(EventCase):
             for value in range(1, 21):
                 self.assertEqual(self.harness.command("update %s TransferIDs %d" % (cds, value)),
                                  "RESULT 0")
+            held.set()
             events = listener.wait_count(9, timeout=60)
             self.assertEqual([e[2] for e in events[1:]],
                              [{"TransferIDs": str(v)} for v in (1, 2, 3, 4, 5, 6, 7, 20)])
@@ -611,13 +614,16 @@ class EventDelivery(EventCase):
 
     def test_a_subscription_cancelled_before_its_first_event_is_answered_gets_no_more(self):
         cds = "urn:schemas-upnp-org:service:ContentDirectory"
-        listener = EventListener(delay=1)
+        held = threading.Event()
+        listener = EventListener(held)
         try:
             sid = self.subscribe(CDS_EVENT, listener)
             listener.wait_count(1)
             self.unsubscribe(CDS_EVENT, sid)
             self.assertEqual(self.harness.command("update %s TransferIDs 9" % cds), "RESULT 0")
-            time.sleep(2.5)
+            held.set()
+            # What would follow comes as soon as the initial event is answered.
+            time.sleep(2)
             self.assertEqual(len(listener.events), 1, listener.events)
         finally:
             listener.close()
