@@ -1,8 +1,6 @@
 // Event subscriptions and NOTIFY delivery on the stack's GLib thread.
 #include "gena_server.h"
 
-#include <cstring>
-
 #include "gena_request.h"
 #include "nuv_log.h"
 #include "stack_limits.h"
@@ -17,10 +15,9 @@ struct GenaServer::Route {
 // One event on its way to a subscriber: the callback URLs are tried in
 // order until one answers 2xx.
 struct GenaServer::Delivery {
-  GenaServer* owner = nullptr;  // null once the server is gone
-  std::string sid;
-  std::vector<std::string> callbacks;
-  size_t next = 0;  // the callback being tried
+  GenaServer* owner = nullptr;           // null once the server is gone
+  Subscription* subscription = nullptr;  // null once it has ended
+  size_t next = 0;                       // the callback being tried
   uint32_t seq = 0;
   GBytes* body = nullptr;
   SoupMessage* msg = nullptr;
@@ -260,31 +257,32 @@ void GenaServer::remove(const std::string& sid) {
     g_source_destroy(subscription->expiry);
     g_source_unref(subscription->expiry);
   }
-  if (subscription->sending) {
-    for (Delivery* delivery : deliveries_)
-      if (delivery->sid == subscription->sid) g_cancellable_cancel(delivery->cancellable);
+  if (subscription->inFlight != nullptr) {
+    subscription->inFlight->subscription = nullptr;
+    g_cancellable_cancel(subscription->inFlight->cancellable);
   }
 }
 
 void GenaServer::sendNext(Subscription& subscription) {
-  if (!subscription.ready || subscription.sending || subscription.queued.empty()) return;
+  if (!subscription.ready || subscription.inFlight != nullptr || subscription.queued.empty())
+    return;
   auto delivery = std::make_unique<Delivery>();
   delivery->owner = this;
-  delivery->sid = subscription.sid;
-  delivery->callbacks = subscription.callbacks;
+  delivery->subscription = &subscription;
   delivery->seq = subscription.seq;
   const std::string body = propertySet(subscription.queued.front());
   delivery->body = g_bytes_new(body.data(), body.size());
   subscription.queued.pop_front();
   subscription.seq = nextEventKey(subscription.seq);
-  subscription.sending = true;
+  subscription.inFlight = delivery.get();
   post(std::move(delivery));
 }
 
 void GenaServer::post(std::unique_ptr<Delivery> delivery) {
-  for (; delivery->next < delivery->callbacks.size(); ++delivery->next) {
-    if (delivery->msg != nullptr) g_object_unref(delivery->msg);
-    delivery->msg = soup_message_new("NOTIFY", delivery->callbacks[delivery->next].c_str());
+  const Subscription& subscription = *delivery->subscription;
+  g_clear_object(&delivery->msg);
+  for (; delivery->next < subscription.callbacks.size(); ++delivery->next) {
+    delivery->msg = soup_message_new("NOTIFY", subscription.callbacks[delivery->next].c_str());
     if (delivery->msg != nullptr) break;
   }
   if (delivery->msg == nullptr) {
@@ -294,7 +292,7 @@ void GenaServer::post(std::unique_ptr<Delivery> delivery) {
   SoupMessageHeaders* headers = soup_message_get_request_headers(delivery->msg);
   soup_message_headers_replace(headers, "NT", "upnp:event");
   soup_message_headers_replace(headers, "NTS", "upnp:propchange");
-  soup_message_headers_replace(headers, "SID", delivery->sid.c_str());
+  soup_message_headers_replace(headers, "SID", subscription.sid.c_str());
   soup_message_headers_replace(headers, "SEQ", std::to_string(delivery->seq).c_str());
   // One connection per event: subscribers are few, and no idle connection
   // to each is kept.
@@ -315,12 +313,12 @@ void GenaServer::onSent(GObject* session, GAsyncResult* result, gpointer data) {
   const bool delivered =
       error == nullptr && SOUP_STATUS_IS_SUCCESSFUL(soup_message_get_status(delivery->msg));
   if (error != nullptr) g_error_free(error);
-  // Cancelled: its subscription or the whole server is gone.
-  const bool cancelled = g_cancellable_is_cancelled(delivery->cancellable);
   GenaServer* self = delivery->owner;
   if (self == nullptr) return;
   self->deliveries_.erase(delivery.get());
-  if (!delivered && !cancelled && delivery->next + 1 < delivery->callbacks.size()) {
+  // No subscription: it ended, and its NOTIFY was cancelled.
+  if (delivery->subscription == nullptr) return;
+  if (!delivered && delivery->next + 1 < delivery->subscription->callbacks.size()) {
     ++delivery->next;
     self->post(std::move(delivery));
     return;
@@ -331,10 +329,9 @@ void GenaServer::onSent(GObject* session, GAsyncResult* result, gpointer data) {
 }
 
 void GenaServer::sent(std::unique_ptr<Delivery> delivery) {
-  auto it = subscriptions_.find(delivery->sid);
-  if (it == subscriptions_.end()) return;
-  it->second->sending = false;
-  sendNext(*it->second);
+  Subscription& subscription = *delivery->subscription;
+  subscription.inFlight = nullptr;
+  sendNext(subscription);
 }
 
 }  // namespace dmsstack

@@ -63,7 +63,7 @@ class GenaServer {
     GSource* expiry = nullptr;
     std::deque<NameValueList> queued;  // events not yet sent, oldest first
     bool ready = false;                // the SUBSCRIBE response has gone out
-    bool sending = false;              // a NOTIFY is in flight
+    Delivery* inFlight = nullptr;      // its NOTIFY on the way, if any
   };
   struct Answered;  // a SUBSCRIBE response being written
 

@@ -8,6 +8,7 @@ small HTTP server on 127.0.0.1. The interface-event tests run the harness in a
 network namespace of their own (unshare) and never touch the host's
 interfaces.
 """
+import contextlib
 import http.client
 import http.server
 import os
@@ -505,6 +506,11 @@ class EventListener:
 
 
 class EventCase(HarnessCase):
+    def set_transfer_ids(self, value):
+        self.assertEqual(self.harness.command(
+            "update urn:schemas-upnp-org:service:ContentDirectory TransferIDs %s" % value),
+            "RESULT 0")
+
     def subscribe(self, path, listener):
         status, headers, _ = curl(self.harness.base + path, method="SUBSCRIBE",
                                   headers=["CALLBACK: <%s>" % listener.url, "NT: upnp:event",
@@ -590,18 +596,26 @@ class EventDelivery(EventCase):
     """Delivery to subscribers, on a harness of its own: these tests leave
     values behind that the tests of Eventing do not expect."""
 
-    def test_a_slow_subscriber_gets_a_bounded_queue_of_events_in_order(self):
-        cds = "urn:schemas-upnp-org:service:ContentDirectory"
+    @contextlib.contextmanager
+    def subscriber_held_at_its_first_event(self):
+        """A subscription whose listener has its initial event and answers it
+        (and every later one) only once the test sets the Event it yields."""
         held = threading.Event()
         listener = EventListener(held)
         try:
             sid = self.subscribe(CDS_EVENT, listener)
             listener.wait_count(1)
+            yield held, listener, sid
+        finally:
+            held.set()
+            listener.close()
+
+    def test_a_slow_subscriber_gets_a_bounded_queue_of_events_in_order(self):
+        with self.subscriber_held_at_its_first_event() as (held, listener, sid):
             # The initial event is still unanswered: eight changes wait as
             # events of their own, later ones are merged into the eighth.
             for value in range(1, 21):
-                self.assertEqual(self.harness.command("update %s TransferIDs %d" % (cds, value)),
-                                 "RESULT 0")
+                self.set_transfer_ids(value)
             held.set()
             events = listener.wait_count(9, timeout=60)
             self.assertEqual([e[2] for e in events[1:]],
@@ -609,22 +623,29 @@ class EventDelivery(EventCase):
             self.assertEqual([e[1]["SEQ"] for e in events], [str(n) for n in range(9)])
             self.assertEqual(set(e[1]["SID"] for e in events), {sid})
             self.unsubscribe(CDS_EVENT, sid)
-        finally:
-            listener.close()
 
     def test_a_subscription_cancelled_before_its_first_event_is_answered_gets_no_more(self):
-        cds = "urn:schemas-upnp-org:service:ContentDirectory"
-        held = threading.Event()
-        listener = EventListener(held)
-        try:
-            sid = self.subscribe(CDS_EVENT, listener)
-            listener.wait_count(1)
+        with self.subscriber_held_at_its_first_event() as (held, listener, sid):
             self.unsubscribe(CDS_EVENT, sid)
-            self.assertEqual(self.harness.command("update %s TransferIDs 9" % cds), "RESULT 0")
+            self.set_transfer_ids(9)
             held.set()
             # What would follow comes as soon as the initial event is answered.
             time.sleep(2)
             self.assertEqual(len(listener.events), 1, listener.events)
+
+    def test_a_callback_that_refuses_is_followed_by_the_next_one(self):
+        listener = EventListener()
+        try:
+            # Nothing listens on port 1: each event goes to the second URL.
+            status, headers, _ = curl(self.harness.base + CDS_EVENT, method="SUBSCRIBE",
+                                      headers=["CALLBACK: <http://127.0.0.1:1/event><%s>"
+                                               % listener.url, "NT: upnp:event"])
+            self.assertEqual(status, 200)
+            listener.wait_count(1)
+            self.set_transfer_ids(4)
+            events = listener.wait_count(2)
+            self.assertEqual((events[1][1]["SEQ"], events[1][2]), ("1", {"TransferIDs": "4"}))
+            self.unsubscribe(CDS_EVENT, headers["SID"])
         finally:
             listener.close()
 
@@ -702,7 +723,6 @@ class EventDelivery(EventCase):
 
 class EventingAtStop(EventCase):
     def test_stop_is_not_held_up_by_subscribers_that_never_answer(self):
-        cds = "urn:schemas-upnp-org:service:ContentDirectory"
         staller = Staller()
         host, port = self.harness.base[len("http://"):].split(":")
         try:
@@ -710,8 +730,7 @@ class EventingAtStop(EventCase):
                 self.assertEqual(gena_request(host, int(port), "SUBSCRIBE", CDS_EVENT, {
                     "CALLBACK": "<%s>" % staller.url, "NT": "upnp:event"})[0], 200)
             for value in range(50):
-                self.assertEqual(self.harness.command("update %s TransferIDs %d" % (cds, value)),
-                                 "RESULT 0")
+                self.set_transfer_ids(value)
             staller.wait_connections(10)
             began = time.monotonic()
             self.assertEqual(self.harness.command("stop"), "RESULT 0")
