@@ -1,5 +1,6 @@
 #include "contents_res_generator.h"
 
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -31,8 +32,8 @@ int store(DMSAppString* out, const std::string& text) {
   return out->ReadString() != nullptr && out->GetStringLength() == text.size() ? 0 : 1;
 }
 
-std::string quoted(const char* name, const std::string& value) {
-  return std::string(name) + "=\"" + value + "\" ";
+void appendQuoted(std::string* out, const char* name, const char* value) {
+  out->append(name).append("=\"").append(value).append("\" ");
 }
 
 // Appended, as every attribute text here is built: a chain of + makes a
@@ -57,8 +58,7 @@ int ContentsResGenerator::__BuildDLNA4thField(const char* profile, int range, in
                                               std::string* tag) {
   if (field == nullptr || tag == nullptr) return 1;
   const bool hasOp = range >= 1 || timeSeek >= 1;
-  std::string op;
-  if (hasOp) op = std::string(timeSeek >= 1 ? "1" : "0") + (range >= 1 ? "1" : "0");
+  const char op[3] = {timeSeek >= 1 ? '1' : '0', range >= 1 ? '1' : '0', '\0'};
   const char* pn = profile != nullptr ? profile : "";
   field->clear();
   if (strcmp(pn, "*") == 0) {
@@ -93,101 +93,84 @@ void ContentsResGenerator::__SetExtraFlags() {
   importUriText_.clear();
   if (record_ == nullptr) return;
   if (mbNeedSize_ && present(record_->GetSize()))
-    size_ = quoted("size", textOf(record_->GetSize()));
+    appendQuoted(&size_, "size", textOf(record_->GetSize()));
   const DMSAppString* bitrate = record_->GetAudioBitrate();
   if (mbNeedBitrate_ && present(bitrate) && bitrate->Compare("0") != 0)
-    bitrate_ = quoted("bitrate", textOf(bitrate));
+    appendQuoted(&bitrate_, "bitrate", textOf(bitrate));
   if (mbNeedFramerate_ && record_->GetVideoFrameRate() > 0)
-    framerate_ = quoted("framerate", std::to_string(record_->GetVideoFrameRate()));
+    appendQuoted(&framerate_, "framerate", std::to_string(record_->GetVideoFrameRate()).c_str());
   if (mbNeedDuration_ && present(record_->GetDuration()))
-    duration_ = quoted("duration", textOf(record_->GetDuration()));
+    appendQuoted(&duration_, "duration", textOf(record_->GetDuration()));
   const DMSAppString* resolution = record_->GetResolution();
   if (mbNeedResolution_ && present(resolution) && resolution->Compare("0x0") != 0)
-    resolution_ = quoted("resolution", textOf(resolution));
+    appendQuoted(&resolution_, "resolution", textOf(resolution));
   // An object created for upload names its import URI among the attributes
   // (escaped like a value: it carries the client's title).
   if (present(record_->GetImportURI())) {
     std::unique_ptr<DMSAppString> escaped(dms_cds::escapeTwice(record_->GetImportURI()));
     if (escaped != nullptr)
-      importUriText_ = "importUri=\"" + std::string(textOf(escaped.get())) + "\"";
+      importUriText_.append("importUri=\"").append(textOf(escaped.get())).append("\"");
   }
 }
 
-int ContentsResGenerator::__BuildResAttributes(const std::string& fourthField, DMSAppString* out) {
-  if (out == nullptr || record_ == nullptr) {
-    NUVPrintf(NUV_LOG_ERROR, "[CRG] Invalid args, __BuildResAttributes");
-    return 1;
-  }
-  std::string text;
-  text.reserve(160 + importUriText_.size());
+void ContentsResGenerator::__BuildResAttributes(const std::string& fourthField, std::string* out) {
+  out->clear();
   for (const std::string* part :
        {&importUriText_, &size_, &bitrate_, &framerate_, &duration_, &resolution_})
-    text.append(*part).append(" ");
-  appendProtocolInfo(&text, textOf(record_->GetMimeTypeString()), fourthField);
-  return store(out, text);
+    out->append(*part).append(" ");
+  appendProtocolInfo(out, textOf(record_->GetMimeTypeString()), fourthField);
 }
 
-int ContentsResGenerator::__BuildExtraResAttributes(const char* extra, const char* mime,
-                                                    const std::string& fourthField,
-                                                    DMSAppString* out) {
-  if (out == nullptr) {
-    NUVPrintf(NUV_LOG_ERROR, "[CRG] Invalid args, __BuildResAttributes");
-    return 1;
-  }
-  std::string text(importUriText_);
-  text.append(" ").append(extra).append(" ");
-  appendProtocolInfo(&text, mime, fourthField);
-  return store(out, text);
+void ContentsResGenerator::__BuildExtraResAttributes(const char* extra, const char* mime,
+                                                     const std::string& fourthField,
+                                                     std::string* out) {
+  out->assign(importUriText_).append(" ").append(extra).append(" ");
+  appendProtocolInfo(out, mime, fourthField);
 }
 
-int ContentsResGenerator::buildPreviewAttributes(int size, int first, int second, int bothFirst,
-                                                 int bothSecond, const std::string& fourthField,
-                                                 DMSAppString* out) {
+void ContentsResGenerator::buildPreviewAttributes(int size, int first, int second, int bothFirst,
+                                                  int bothSecond, const std::string& fourthField,
+                                                  std::string* out) {
   const char* mime = table_ != nullptr ? table_->GetText(CDSHelper::kMimeJpeg) : "image/jpeg";
   // A size or dimension the store does not know (0 or -1) is left out rather
   // than written as a number no control point could use.
   const bool withSize = mbNeedSize_ && size > 0;
   const bool withResolution = mbNeedResolution_ && first > 0 && second > 0;
-  std::string text = " ";
-  if (withSize) text += quoted("size", std::to_string(size));
-  if (withSize && withResolution) {
-    text += quoted("resolution", std::to_string(bothFirst) + "x" + std::to_string(bothSecond));
-  } else if (withResolution) {
-    text += quoted("resolution", std::to_string(first) + "x" + std::to_string(second));
+  out->assign(" ");
+  char number[40];
+  if (withSize) {
+    snprintf(number, sizeof number, "%d", size);
+    appendQuoted(out, "size", number);
   }
-  appendProtocolInfo(&text, mime, fourthField);
-  return store(out, text);
+  if (withSize && withResolution) {
+    snprintf(number, sizeof number, "%dx%d", bothFirst, bothSecond);
+    appendQuoted(out, "resolution", number);
+  } else if (withResolution) {
+    snprintf(number, sizeof number, "%dx%d", first, second);
+    appendQuoted(out, "resolution", number);
+  }
+  appendProtocolInfo(out, mime, fourthField);
 }
 
-int ContentsResGenerator::__BuildThumbnailAttributes(const std::string& fourthField,
-                                                     DMSAppString* out) {
-  if (out == nullptr || record_ == nullptr) {
-    NUVPrintf(NUV_LOG_ERROR, "[CRG] Invalid args, __BuildResAttributes");
-    return 1;
-  }
+void ContentsResGenerator::__BuildThumbnailAttributes(const std::string& fourthField,
+                                                      std::string* out) {
   const int height = record_->GetThumbnailHeight();
   const int width = record_->GetThumbnailWidth();
-  return buildPreviewAttributes(record_->GetThumbnailSize(), height, width, width, height,
-                                fourthField, out);
+  buildPreviewAttributes(record_->GetThumbnailSize(), height, width, width, height, fourthField,
+                         out);
 }
 
-int ContentsResGenerator::__BuildScreennailAttributes(const std::string& fourthField,
-                                                      DMSAppString* out) {
-  if (out == nullptr || record_ == nullptr) {
-    NUVPrintf(NUV_LOG_ERROR, "[CRG] Invalid args, __BuildScreennailAttributes");
-    return 1;
-  }
+void ContentsResGenerator::__BuildScreennailAttributes(const std::string& fourthField,
+                                                       std::string* out) {
   const int height = record_->GetScreennailHeight();
   const int width = record_->GetScreennailWidth();
-  return buildPreviewAttributes(record_->GetScreennailSize(), height, width, height, width,
-                                fourthField, out);
+  buildPreviewAttributes(record_->GetScreennailSize(), height, width, height, width, fourthField,
+                         out);
 }
 
-void ContentsResGenerator::__BuildContentURI(UriKind kind, const std::string* tag,
-                                             DMSAppString* uri) {
-  uri->Copy("");
-  if (record_ == nullptr || tag == nullptr || record_->GetFilePath() == nullptr ||
-      record_->GetFileName() == nullptr) {
+void ContentsResGenerator::__BuildContentURI(UriKind kind, std::string* uri) {
+  uri->clear();
+  if (record_->GetFilePath() == nullptr || record_->GetFileName() == nullptr) {
     NUVPrintf(NUV_LOG_INFO, "[CRG] Invalid Args");
     return;
   }
@@ -198,104 +181,109 @@ void ContentsResGenerator::__BuildContentURI(UriKind kind, const std::string* ta
   const DMSAppString* path = kind == kThumbnailUri    ? record_->GetThumbUri()
                              : kind == kScreennailUri ? record_->GetScreenUri()
                                                       : record_->GetUri();
-  std::string text(textOf(&mURLBase_));
-  text.append(textOf(path));
-  store(uri, text);
+  uri->append(textOf(&mURLBase_)).append(textOf(path));
 }
 
-int ContentsResGenerator::buildMainRes(bool streaming, DMSAppString* attributes,
-                                       DMSAppString* uri) {
-  std::string field;
-  std::string tag;
+void ContentsResGenerator::buildMainRes(bool streaming, std::string* attributes, std::string* uri) {
   __SetExtraFlags();
   // A record without a DLNA profile (a file that fits none) is offered as
   // the wildcard profile: its fourth field carries only the operations, as
   // the contentFeatures.dlna.org header of its download does.
   const char* profile = present(record_->GetDLNAPN()) ? textOf(record_->GetDLNAPN()) : "*";
-  __BuildDLNA4thField(profile, 1, 0, 0, streaming, &field, &tag);
-  if (__BuildResAttributes(field, attributes) != 0) return 1;
-  __BuildContentURI(kMainUri, &tag, uri);
-  return 0;
+  __BuildDLNA4thField(profile, 1, 0, 0, streaming, &field_, &tag_);
+  __BuildResAttributes(field_, attributes);
+  __BuildContentURI(kMainUri, uri);
 }
 
-int ContentsResGenerator::buildPreviewRes(bool screennail, DMSAppString* attributes,
-                                          DMSAppString* uri) {
-  std::string field;
-  std::string tag;
-  __SetExtraFlags();
+void ContentsResGenerator::buildPreviewRes(bool screennail, std::string* attributes,
+                                           std::string* uri) {
+  // No __SetExtraFlags: a thumbnail's or screennail's attributes are its own.
   const int profile = screennail ? CDSHelper::kProfileJpegSm : CDSHelper::kProfileJpegTn;
-  __BuildDLNA4thField(table_ != nullptr ? table_->GetText(profile) : "", 1, 0, 1, false, &field,
-                      &tag);
-  const int built = screennail ? __BuildScreennailAttributes(field, attributes)
-                               : __BuildThumbnailAttributes(field, attributes);
-  if (built != 0) return 1;
-  __BuildContentURI(screennail ? kScreennailUri : kThumbnailUri, &tag, uri);
-  return 0;
+  __BuildDLNA4thField(table_ != nullptr ? table_->GetText(profile) : "", 1, 0, 1, false, &field_,
+                      &tag_);
+  if (screennail) {
+    __BuildScreennailAttributes(field_, attributes);
+  } else {
+    __BuildThumbnailAttributes(field_, attributes);
+  }
+  __BuildContentURI(screennail ? kScreennailUri : kThumbnailUri, uri);
 }
 
-int ContentsResGenerator::BuildJPEGRes(DMSAppString* attributes, DMSAppString* uri) {
+void ContentsResGenerator::buildAlbumArtRes(std::string* attributes, std::string* uri) {
+  __SetExtraFlags();
+  __BuildDLNA4thField(table_ != nullptr ? table_->GetText(CDSHelper::kProfileJpegTn) : "", 1, 0, 1,
+                      false, &field_, &tag_);
+  tag_ += "-W160-H160-EXTJPEG";
+  const char* mime = table_ != nullptr ? table_->GetText(CDSHelper::kMimeJpeg) : "image/jpeg";
+  __BuildExtraResAttributes(mbNeedResolution_ ? "resolution=\"160x160\" " : "", mime, field_,
+                            attributes);
+  __BuildContentURI(kThumbnailUri, uri);
+}
+
+int ContentsResGenerator::BuildRes(ResKind kind, std::string* attributes, std::string* uri) {
+  if (attributes == nullptr || uri == nullptr || record_ == nullptr) return 1;
+  switch (kind) {
+    case kJpegRes:
+      buildMainRes(false, attributes, uri);
+      return 0;
+    case kVideoRes:
+    case kMp3Res:
+      buildMainRes(true, attributes, uri);
+      return 0;
+    case kJpegThumbRes:
+    case kVideoThumbRes:
+      buildPreviewRes(false, attributes, uri);
+      return 0;
+    case kJpegScreenRes:
+      buildPreviewRes(true, attributes, uri);
+      return 0;
+    case kAlbumArtRes:
+      buildAlbumArtRes(attributes, uri);
+      return 0;
+  }
+  return 1;
+}
+
+int ContentsResGenerator::buildInto(ResKind kind, const char* name, DMSAppString* attributes,
+                                    DMSAppString* uri) {
   if (attributes == nullptr || uri == nullptr || record_ == nullptr) {
-    logInvalid("BuildVideoRes");
+    logInvalid(name);
     return 1;
   }
-  return buildMainRes(false, attributes, uri);
+  std::string attributeText;
+  std::string uriText;
+  BuildRes(kind, &attributeText, &uriText);
+  if (store(attributes, attributeText) != 0) return 1;
+  store(uri, uriText);
+  return 0;
+}
+
+// The names logged for a missing argument are the ones control code has
+// always seen, copied from builder to builder.
+int ContentsResGenerator::BuildJPEGRes(DMSAppString* attributes, DMSAppString* uri) {
+  return buildInto(kJpegRes, "BuildVideoRes", attributes, uri);
 }
 
 int ContentsResGenerator::BuildVideoRes(DMSAppString* attributes, DMSAppString* uri) {
-  if (attributes == nullptr || uri == nullptr || record_ == nullptr) {
-    logInvalid("BuildVideoRes");
-    return 1;
-  }
-  return buildMainRes(true, attributes, uri);
+  return buildInto(kVideoRes, "BuildVideoRes", attributes, uri);
 }
 
 int ContentsResGenerator::BuildMP3Res(DMSAppString* attributes, DMSAppString* uri) {
-  if (attributes == nullptr || uri == nullptr || record_ == nullptr) {
-    logInvalid("BuildVideoRes");
-    return 1;
-  }
-  return buildMainRes(true, attributes, uri);
+  return buildInto(kMp3Res, "BuildVideoRes", attributes, uri);
 }
 
 int ContentsResGenerator::BuildJPEGThumbRes(DMSAppString* attributes, DMSAppString* uri) {
-  if (attributes == nullptr || uri == nullptr || record_ == nullptr) {
-    logInvalid("BuildVideoRes");
-    return 1;
-  }
-  return buildPreviewRes(false, attributes, uri);
+  return buildInto(kJpegThumbRes, "BuildVideoRes", attributes, uri);
 }
 
 int ContentsResGenerator::BuildVideoThumbRes(DMSAppString* attributes, DMSAppString* uri) {
-  if (attributes == nullptr || uri == nullptr || record_ == nullptr) {
-    logInvalid("BuildVideoRes");
-    return 1;
-  }
-  return buildPreviewRes(false, attributes, uri);
+  return buildInto(kVideoThumbRes, "BuildVideoRes", attributes, uri);
 }
 
 int ContentsResGenerator::BuildJPEGScreenRes(DMSAppString* attributes, DMSAppString* uri) {
-  if (attributes == nullptr || uri == nullptr || record_ == nullptr) {
-    logInvalid("BuildJPEGScreenRes");
-    return 1;
-  }
-  return buildPreviewRes(true, attributes, uri);
+  return buildInto(kJpegScreenRes, "BuildJPEGScreenRes", attributes, uri);
 }
 
 int ContentsResGenerator::BuildAlbumArtRes(DMSAppString* attributes, DMSAppString* uri) {
-  if (attributes == nullptr || uri == nullptr || record_ == nullptr) {
-    logInvalid("BuildVideoRes");
-    return 1;
-  }
-  std::string field;
-  std::string tag;
-  __SetExtraFlags();
-  __BuildDLNA4thField(table_ != nullptr ? table_->GetText(CDSHelper::kProfileJpegTn) : "", 1, 0, 1,
-                      false, &field, &tag);
-  tag += "-W160-H160-EXTJPEG";
-  const char* mime = table_ != nullptr ? table_->GetText(CDSHelper::kMimeJpeg) : "image/jpeg";
-  if (__BuildExtraResAttributes(mbNeedResolution_ ? "resolution=\"160x160\" " : "", mime, field,
-                                attributes) != 0)
-    return 1;
-  __BuildContentURI(kThumbnailUri, &tag, uri);
-  return 0;
+  return buildInto(kAlbumArtRes, "BuildVideoRes", attributes, uri);
 }

@@ -47,6 +47,19 @@ class ContentsResGenerator {
   int BuildVideoThumbRes(DMSAppString* attributes, DMSAppString* uri);
   int BuildMP3Res(DMSAppString* attributes, DMSAppString* uri);
 
+  // The same res as the builder of that name, into std::strings: the
+  // DIDL-Lite writer's form, which spares two DMSAppString copies per res.
+  enum ResKind {
+    kJpegRes,
+    kJpegThumbRes,
+    kJpegScreenRes,
+    kAlbumArtRes,
+    kVideoRes,
+    kVideoThumbRes,
+    kMp3Res
+  };
+  int BuildRes(ResKind kind, std::string* attributes, std::string* uri);
+
   // The fourth protocolInfo field of `profile` into `field`, and the short
   // profile tag ("DLNA-PN...-OP..-CI.") into `tag`. OP is "%d%d" of
   // time-seek and range when either is set. 0, or 1 for a null output.
@@ -62,22 +75,25 @@ class ContentsResGenerator {
   // Fills the five optional attribute texts from the record and the flags.
   void __SetExtraFlags();
   // The full attribute set of a main resource.
-  int __BuildResAttributes(const std::string& fourthField, DMSAppString* out);
+  void __BuildResAttributes(const std::string& fourthField, std::string* out);
   // The album-art form: import-URI text, `extra`, then protocolInfo.
-  int __BuildExtraResAttributes(const char* extra, const char* mime, const std::string& fourthField,
-                                DMSAppString* out);
-  int __BuildThumbnailAttributes(const std::string& fourthField, DMSAppString* out);
-  int __BuildScreennailAttributes(const std::string& fourthField, DMSAppString* out);
+  void __BuildExtraResAttributes(const char* extra, const char* mime,
+                                 const std::string& fourthField, std::string* out);
+  void __BuildThumbnailAttributes(const std::string& fourthField, std::string* out);
+  void __BuildScreennailAttributes(const std::string& fourthField, std::string* out);
   // Shared by the two above: the thumbnail keeps width-first in the
   // size-and-resolution form and height-first otherwise; the screennail is
   // height-first in both. Kept so; control points have matched on it.
-  int buildPreviewAttributes(int size, int first, int second, int bothFirst, int bothSecond,
-                             const std::string& fourthField, DMSAppString* out);
-  void __BuildContentURI(UriKind kind, const std::string* tag, DMSAppString* uri);
+  void buildPreviewAttributes(int size, int first, int second, int bothFirst, int bothSecond,
+                              const std::string& fourthField, std::string* out);
+  void __BuildContentURI(UriKind kind, std::string* uri);
   // The main resources (JPEG, video, MP3): the record's profile and MIME type.
-  int buildMainRes(bool streaming, DMSAppString* attributes, DMSAppString* uri);
+  void buildMainRes(bool streaming, std::string* attributes, std::string* uri);
   // The JPEG_TN / JPEG_SM previews.
-  int buildPreviewRes(bool screennail, DMSAppString* attributes, DMSAppString* uri);
+  void buildPreviewRes(bool screennail, std::string* attributes, std::string* uri);
+  void buildAlbumArtRes(std::string* attributes, std::string* uri);
+  // A public builder's checks, then BuildRes into the DMSAppStrings.
+  int buildInto(ResKind kind, const char* name, DMSAppString* attributes, DMSAppString* uri);
 
   DMSAppString mURLBase_;
   ContentsEnumeratorArgument* record_;
@@ -94,6 +110,9 @@ class ContentsResGenerator {
   std::string duration_;
   std::string resolution_;
   std::string importUriText_;
+  // Reused by every res of the item.
+  std::string field_;
+  std::string tag_;
   CDSHelper* table_;
 };
 

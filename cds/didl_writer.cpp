@@ -85,26 +85,22 @@ std::unique_ptr<DMSAppString> pendingImportURI(const ContentsEnumeratorArgument*
   return importURI;
 }
 
-using Builder = int (ContentsResGenerator::*)(DMSAppString*, DMSAppString*);
-
-// Builds one res with `build` and appends it. A content awaiting its upload
+// Builds one res of `kind` and appends it. A content awaiting its upload
 // names its import URI and has a single blank instead of the URI.
-int addRes(std::string* out, ContentsResGenerator* generator, Builder build, const char* failure,
-           const DMSAppString* importURI) {
-  DMSAppString attributes("");
-  DMSAppString uri("");
-  if ((generator->*build)(&attributes, &uri) != 0) {
+int addRes(std::string* out, ContentsResGenerator* generator, ContentsResGenerator::ResKind kind,
+           const char* failure, const DMSAppString* importURI) {
+  thread_local std::string attributes;
+  thread_local std::string uri;
+  if (generator->BuildRes(kind, &attributes, &uri) != 0) {
     NUVPrintf(NUV_LOG_ERROR, "%s", failure);
     return 1;
   }
   if (importURI != nullptr) {
     std::unique_ptr<DMSAppString> escaped(dms_cds::escapeTwice(importURI));
-    attributes.Add("importUri = \"");
-    attributes.Add(textOf(escaped.get()));
-    attributes.Add("\"");
-    uri.Copy(" ");
+    attributes.append("importUri = \"").append(textOf(escaped.get())).append("\"");
+    uri.assign(" ");
   }
-  addProperty(out, "res", textOf(&attributes), &uri, kResLimit);
+  dms_cds::appendProperty(out, "res", attributes, uri.c_str(), kResLimit);
   return 0;
 }
 
@@ -162,20 +158,20 @@ int UPnPCDSUtils::writeResSet(ContentsEnumeratorArgument* record, ContentsResGen
   switch (record->GetContentType()) {
     case media_db::kAudioKind:
       if (record->GetAlbumArtIncludeFlag() &&
-          addRes(out, generator, &G::BuildAlbumArtRes, "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n",
+          addRes(out, generator, G::kAlbumArtRes, "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n",
                  importURI) != 0)
         return 1;
-      return addRes(out, generator, &G::BuildMP3Res, "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n",
+      return addRes(out, generator, G::kMp3Res, "[UPnPCDSUtil] MP3 Res Generation FAIL!!!\n",
                     importURI);
     case media_db::kVideoKind:
-      if (addRes(out, generator, &G::BuildVideoRes, videoFailure, importURI) != 0) return 1;
-      return addRes(out, generator, &G::BuildVideoThumbRes, videoThumbFailure, importURI);
+      if (addRes(out, generator, G::kVideoRes, videoFailure, importURI) != 0) return 1;
+      return addRes(out, generator, G::kVideoThumbRes, videoThumbFailure, importURI);
     case media_db::kImageKind:
-      if (addRes(out, generator, &G::BuildJPEGRes, "[UPnPCDSUtil] JPEG Res Generation FAIL!!!",
+      if (addRes(out, generator, G::kJpegRes, "[UPnPCDSUtil] JPEG Res Generation FAIL!!!",
                  importURI) != 0)
         return 1;
       if (record->GetThumbUri() != nullptr &&
-          addRes(out, generator, &G::BuildJPEGThumbRes,
+          addRes(out, generator, G::kJpegThumbRes,
                  "[UPnPCDSUtil] JPEG Thumbnail Res Generation FAIL!!!", importURI) != 0)
         return 1;
       // The screennail res goes with the thumbnail URI; a photo without a
@@ -183,7 +179,7 @@ int UPnPCDSUtils::writeResSet(ContentsEnumeratorArgument* record, ContentsResGen
       // resource at all, so it gets none.
       if (record->GetThumbUri() != nullptr && hasText(record->GetScreenUri()) &&
           (record->GetDLNAPN() == nullptr || record->GetDLNAPN()->Compare("JPEG_SM") != 0) &&
-          addRes(out, generator, &G::BuildJPEGScreenRes,
+          addRes(out, generator, G::kJpegScreenRes,
                  "[UPnPCDSUtil] JPEG Screennail Res Generation FAIL!!!", importURI) != 0)
         return 1;
       return 0;

@@ -170,15 +170,18 @@ int UPnPCDSUtils::__AddOutArgs(DMSCDSList** outArguments, DMSCDSList* pieces, in
     NUVPrintf(NUV_LOG_ERROR, "[CM] Memory error.");
     return 1;
   }
-  // Joined first and added once: appending piece by piece re-measures the
-  // growing text every time.
-  std::string joined;
-  joined.reserve(total);
+  // Copied straight into the reserved buffer: Add would re-measure the
+  // growing text for every piece, and a joined copy first costs one more
+  // pass over the whole Result.
+  char* end = result->ReadString();
   for (const stDMSCDSListItem* item = pieces->ReadFirstItem(); item != nullptr; item = item->next) {
     const auto* piece = static_cast<const DMSAppString*>(item->data);
-    if (piece->GetStringLength() > 0) joined.append(piece->ReadString());
+    if (piece->GetStringLength() == 0 || piece->ReadString() == nullptr) continue;
+    const size_t length = strnlen(piece->ReadString(), piece->GetStringLength());
+    memcpy(end, piece->ReadString(), length);
+    end += length;
   }
-  result->Add(joined.c_str());
+  result->SetStringLength(static_cast<unsigned int>(end - result->ReadString()));
   if (*outArguments == nullptr) *outArguments = new (std::nothrow) DMSCDSList();
   DMSCDSList* list = *outArguments;
   const int numbers[3] = {numberReturned, totalMatches, updateID};

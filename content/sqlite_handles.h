@@ -31,6 +31,21 @@ struct SqliteFinalizer {
 };
 using SqliteStatement = std::unique_ptr<sqlite3_stmt, SqliteFinalizer>;
 
+// The connection's own lock, held for a scope (nothing for a connection
+// opened without one).
+class DbLock {
+ public:
+  explicit DbLock(sqlite3* db) : mutex_(db != nullptr ? sqlite3_db_mutex(db) : nullptr) {
+    sqlite3_mutex_enter(mutex_);
+  }
+  ~DbLock() { sqlite3_mutex_leave(mutex_); }
+  DbLock(const DbLock&) = delete;
+  DbLock& operator=(const DbLock&) = delete;
+
+ private:
+  sqlite3_mutex* mutex_;
+};
+
 // The rows of one select as texts: `rows` rows of `columns` cells each (null
 // for SQL NULL), as sqlite3_get_table gives them. Filled by run() from SQL
 // text, or by step() from a prepared statement with the same cells.
@@ -63,6 +78,10 @@ class SqliteTable {
     stepped_ = true;
     columns_ = sqlite3_column_count(statement);
     std::vector<size_t> offsets;  // per cell; kNull for SQL NULL
+    // Held for the whole walk: every step and cell call takes the
+    // connection's recursive lock again, which costs nothing more once this
+    // thread holds it.
+    DbLock lock(sqlite3_db_handle(statement));
     int rc = SQLITE_ROW;
     while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {
       for (int k = 0; k < columns_; ++k) {

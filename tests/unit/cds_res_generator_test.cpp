@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "cds_helper.h"
 #include "contents_enumerator_argument.h"
@@ -297,4 +298,48 @@ TEST_F(ResGeneratorTest, TransferModeFlags) {
   ContentsResGenerator::__BuildTransferModeFlags(&flags, false, false, false);
   EXPECT_STREQ(flags.ReadString(), "00100000");
   EXPECT_EQ(ContentsResGenerator::__BuildTransferModeFlags(nullptr, true, true, true), 1);
+}
+
+TEST_F(ResGeneratorTest, TextFormGivesWhatEachBuilderGives) {
+  using G = ContentsResGenerator;
+  const std::pair<G::ResKind, Builder> kinds[] = {{G::kJpegRes, &G::BuildJPEGRes},
+                                                  {G::kJpegThumbRes, &G::BuildJPEGThumbRes},
+                                                  {G::kJpegScreenRes, &G::BuildJPEGScreenRes},
+                                                  {G::kAlbumArtRes, &G::BuildAlbumArtRes},
+                                                  {G::kVideoRes, &G::BuildVideoRes},
+                                                  {G::kVideoThumbRes, &G::BuildVideoThumbRes},
+                                                  {G::kMp3Res, &G::BuildMP3Res}};
+  std::unique_ptr<ContentsEnumeratorArgument> records[] = {image(), song("128000"), image()};
+  DMSAppString importURI("http://192.168.1.10:8200/import/5?a&b");
+  records[2]->SetImportURI(&importURI);
+  for (auto& record : records) {
+    for (bool flags : {false, true}) {
+      ContentsResGenerator generator(&base_, record.get());
+      generator.SetmbNeedSize(flags);
+      generator.SetmbNeedBitrate(flags);
+      generator.SetmbNeedDuration(flags);
+      generator.SetmbNeedResolution(flags);
+      generator.SetmbNeedFramerate(flags);
+      // Every kind after every other: nothing of one res may stay in the next.
+      for (const auto& before : kinds) {
+        for (const auto& kind : kinds) {
+          std::string attributes = "stale";
+          std::string uri = "stale";
+          ASSERT_EQ(generator.BuildRes(before.first, &attributes, &uri), 0);
+          ASSERT_EQ(generator.BuildRes(kind.first, &attributes, &uri), 0);
+          Res expected = build(generator, kind.second);
+          EXPECT_EQ(attributes, expected.attributes) << kind.first << " after " << before.first;
+          EXPECT_EQ(uri, expected.uri) << kind.first << " after " << before.first;
+        }
+      }
+    }
+  }
+  ContentsResGenerator none(&base_, nullptr);
+  std::string attributes;
+  std::string uri;
+  EXPECT_EQ(none.BuildRes(G::kJpegRes, &attributes, &uri), 1);
+  ContentsResGenerator generator(&base_, records[0].get());
+  EXPECT_EQ(generator.BuildRes(G::kJpegRes, nullptr, &uri), 1);
+  EXPECT_EQ(generator.BuildRes(G::kJpegRes, &attributes, nullptr), 1);
+  records[2]->SetImportURI(nullptr);  // the record never owned it
 }
