@@ -16,6 +16,7 @@ extern "C" {
 #include <string>
 #include <vector>
 
+#include "ffmpeg_loader.h"
 #include "frame_source.h"
 #include "jpeg_encoder.h"
 
@@ -58,6 +59,7 @@ class PictureScaler {
   struct SwsDeleter {
     void operator()(SwsContext* context) const;
   };
+  dms_ffmpeg::FFmpegUse ffmpeg_;  // first: it outlives the scaling context
   std::unique_ptr<SwsContext, SwsDeleter> sws_;
   Setup setup_{};
   std::vector<unsigned char> buffer_;  // the three planes, one after another

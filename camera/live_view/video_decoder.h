@@ -9,6 +9,7 @@
 #include <string>
 
 #include "ffmpeg_handles.h"
+#include "ffmpeg_loader.h"
 
 namespace dms_camera {
 
@@ -38,6 +39,7 @@ class VideoDecoder {
   Result fail(const char* what, int rc, std::string* error) const;
   void noteError(int rc);
 
+  dms_ffmpeg::FFmpegUse ffmpeg_;  // first: it outlives the FFmpeg objects
   std::string path_;
   dms_ffmpeg::Input input_;
   dms_ffmpeg::Codec codec_;

@@ -10,6 +10,7 @@ extern "C" {
 
 #include "dms_camera.h"
 #include "ffmpeg_handles.h"
+#include "ffmpeg_loader.h"
 #include "picture_codec.h"
 
 namespace camera_thumb {
@@ -42,6 +43,7 @@ bool decodeOneFrame(AVFormatContext* input, int stream, AVCodecContext* codec, A
 }  // namespace
 
 bool renderMovieThumbnail(const char* path, std::vector<unsigned char>* jpeg) {
+  dms_ffmpeg::FFmpegUse ffmpeg;  // first: it outlives every FFmpeg object below
   AVFormatContext* raw = nullptr;
   if (avformat_open_input(&raw, path, nullptr, nullptr) != 0) return false;
   dms_ffmpeg::Input input(raw);

@@ -2,18 +2,17 @@
 // scans (find files, compare with what was registered, write the difference).
 #include "directory_scanner.h"
 
-extern "C" {
-#include <libavutil/log.h>
-}
 #include <sys/stat.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "dlna_profile.h"
+#include "ffmpeg_loader.h"
 #include "media_db_schema.h"
 #include "media_parsers.h"
 #include "media_rows.h"
@@ -52,8 +51,18 @@ std::string folderPrefix(const std::string& folder) {
   return prefix == "/" ? prefix : prefix + "/";
 }
 
-bool parseFile(const std::string& path, const std::string& profiles, ScannedMedia* m,
-               std::string* why) {
+// FFmpeg, loaded at the first file that needs it and kept by `ffmpeg` for
+// the files after it (a scan keeps it to its end).
+using FFmpegHold = std::optional<dms_ffmpeg::FFmpegUse>;
+
+bool parseContainer(FFmpegHold* ffmpeg, ScannedMedia* m, dlna_profile::StreamFacts* facts,
+                    std::string* why) {
+  if (!ffmpeg->has_value()) ffmpeg->emplace();
+  return media_parsers::parseContainer(m, facts, why);
+}
+
+bool parseFile(const std::string& path, const std::string& profiles, FFmpegHold* ffmpeg,
+               ScannedMedia* m, std::string* why) {
   struct stat st {};
   if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
     *why = "not a readable file";
@@ -74,14 +83,14 @@ bool parseFile(const std::string& path, const std::string& profiles, ScannedMedi
       ok = media_parsers::parseMp3(m, &facts, why);
       break;
     case media_parsers::Guess::kAdts:
-      ok = media_parsers::parseContainer(m, &facts, why);
+      ok = parseContainer(ffmpeg, m, &facts, why);
       break;
     case media_parsers::Guess::kContainer:
       if (!media_parsers::wantedExtension(m->extension)) {
         *why = "not a supported media file";
         return false;
       }
-      ok = media_parsers::parseContainer(m, &facts, why);
+      ok = parseContainer(ffmpeg, m, &facts, why);
       if (ok && m->kind == media_db::kAudioKind) media_parsers::readAudioTags(m);
       break;
     case media_parsers::Guess::kNone:
@@ -101,7 +110,6 @@ DirectoryScanner* DirectoryScanner::GetInstance() {
   if (gInstance == nullptr) {
     gInstance = new (std::nothrow) DirectoryScanner();
     if (gInstance == nullptr) return nullptr;
-    av_log_set_level(AV_LOG_QUIET);  // a bad file is reported once, by us
   }
   ++gHolders;
   return gInstance;
@@ -169,7 +177,8 @@ int DirectoryScanner::scanDcf(const char* root, const char* dbPath, int* changed
 bool DirectoryScanner::ParseAndGetFileInfo(const char* filePath, ScannedMedia* media) {
   if (filePath == nullptr || media == nullptr) return false;
   std::string why;
-  return parseFile(filePath, __Profiles(), media, &why);
+  FFmpegHold ffmpeg;
+  return parseFile(filePath, __Profiles(), &ffmpeg, media, &why);
 }
 
 int DirectoryScanner::ParseAndRegisterFile(const char* dbPath, const char* filePath,
@@ -177,7 +186,8 @@ int DirectoryScanner::ParseAndRegisterFile(const char* dbPath, const char* fileP
   if (dbPath == nullptr || filePath == nullptr) return -1;
   ScannedMedia media;
   std::string why;
-  if (!parseFile(filePath, __Profiles(), &media, &why)) {
+  FFmpegHold ffmpeg;
+  if (!parseFile(filePath, __Profiles(), &ffmpeg, &media, &why)) {
     NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] skipped %s: %s", filePath, why.c_str());
     return -1;
   }
@@ -322,6 +332,7 @@ int DirectoryScanner::__Scan(const char* rootArg, const char* dbPath, int* chang
   ScanProgress progress;
   progress.total = static_cast<long long>(files.size());
   bool changed = false;
+  FFmpegHold ffmpeg;
   std::vector<Examined> batch;
   auto lastWrite = std::chrono::steady_clock::now();
   for (const scan_walker::FoundFile& file : files) {
@@ -341,7 +352,7 @@ int DirectoryScanner::__Scan(const char* rootArg, const char* dbPath, int* chang
       }
     }
     std::string why;
-    e.parsed = parseFile(file.path, profiles, &e.media, &why);
+    e.parsed = parseFile(file.path, profiles, &ffmpeg, &e.media, &why);
     if (!e.parsed) {
       NUVPrintf(NUV_LOG_ERROR, "[DirectoryScanner] skipped %s: %s", file.path.c_str(), why.c_str());
       ++progress.skipped;

@@ -154,6 +154,20 @@ class DaemonScan(unittest.TestCase):
             self.assertEqual(str(rate), ffprobe(path, "stream=sample_rate", "a:0"), path)
             self.assertEqual(str(channels), ffprobe(path, "stream=channels", "a:0"), path)
 
+    def test_ffmpeg_is_unloaded_once_the_scan_is_done(self):
+        d = self.start(MEDIA)
+        d.wait_for("done:")
+        self.assertEqual(d.query("select count(*) from VideoTable")[0][0], 10)
+
+        def mapped():
+            with open("/proc/%d/maps" % d.proc.pid) as maps:
+                return sorted({line.split()[-1] for line in maps
+                               if "/libavformat.so" in line or "/libavcodec.so" in line})
+        deadline = time.time() + 10
+        while mapped() and time.time() < deadline:
+            time.sleep(0.2)
+        self.assertEqual(mapped(), [])
+
     def test_files_that_appear_change_or_go_are_registered_and_removed(self):
         self.copy("photos/casio_ex-s1.jpg", "a.jpg")
         d = self.start(self.media)

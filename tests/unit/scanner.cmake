@@ -25,3 +25,6 @@ set_tests_properties(E2E.DaemonScan PROPERTIES LABELS e2e TIMEOUT 300 RUN_SERIAL
 foreach(sweeping_test registration_test camera_jpeg_info_test camera_thumbnail_test)
   target_sources(${sweeping_test} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/unit/failing_allocations.cpp)
 endforeach()
+# FFmpeg loaded while used: the test links the loader alone, not FFmpeg.
+dms_unit_test(ffmpeg_loader_test REAL_CAMERA)
+target_link_libraries(ffmpeg_loader_test PRIVATE dms_ffmpeg_loader)
