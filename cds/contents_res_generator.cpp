@@ -15,6 +15,8 @@ namespace {
 // background transfer, DLNA 1.5) and of images (interactive and background).
 constexpr const char* kStreamingFlags = "01500000000000000000000000000000";
 constexpr const char* kImageFlags = "00D00000000000000000000000000000";
+// DLNA.ORG_OP of every res: byte ranges, no time seek.
+constexpr const char* kRangeOnly = "01";
 
 const char* textOf(const DMSAppString* s) {
   return s != nullptr && s->ReadString() != nullptr ? s->ReadString() : "";
@@ -53,6 +55,21 @@ void ContentsResGenerator::SetmURLBase(const DMSAppString* urlBase) {
   mURLBase_.Copy(textOf(urlBase));
 }
 
+void ContentsResGenerator::fourthField(const char* profile, bool hasOp, const char* op, int ci,
+                                       bool streaming, std::string* field) {
+  if (profile == nullptr) profile = "";
+  field->clear();
+  if (strcmp(profile, "*") == 0) {
+    field->append(hasOp ? "DLNA.ORG_OP=" : "*");
+    if (hasOp) field->append(op);
+  } else {
+    field->append("DLNA.ORG_PN=").append(profile);
+    if (hasOp) field->append(";DLNA.ORG_OP=").append(op);
+    if (ci > 0) field->append(";DLNA.ORG_CI=").append(std::to_string(ci));
+    field->append(";DLNA.ORG_FLAGS=").append(streaming ? kStreamingFlags : kImageFlags);
+  }
+}
+
 int ContentsResGenerator::__BuildDLNA4thField(const char* profile, int range, int timeSeek, int ci,
                                               bool streaming, std::string* field,
                                               std::string* tag) {
@@ -60,16 +77,7 @@ int ContentsResGenerator::__BuildDLNA4thField(const char* profile, int range, in
   const bool hasOp = range >= 1 || timeSeek >= 1;
   const char op[3] = {timeSeek >= 1 ? '1' : '0', range >= 1 ? '1' : '0', '\0'};
   const char* pn = profile != nullptr ? profile : "";
-  field->clear();
-  if (strcmp(pn, "*") == 0) {
-    field->append(hasOp ? "DLNA.ORG_OP=" : "*");
-    if (hasOp) field->append(op);
-  } else {
-    field->append("DLNA.ORG_PN=").append(pn);
-    if (hasOp) field->append(";DLNA.ORG_OP=").append(op);
-    if (ci > 0) field->append(";DLNA.ORG_CI=").append(std::to_string(ci));
-    field->append(";DLNA.ORG_FLAGS=").append(streaming ? kStreamingFlags : kImageFlags);
-  }
+  fourthField(pn, hasOp, op, ci, streaming, field);
   tag->assign("DLNA-PN").append(pn);
   if (hasOp) tag->append("-OP").append(op);
   tag->append("-CI").append(std::to_string(ci));
@@ -190,7 +198,7 @@ void ContentsResGenerator::buildMainRes(bool streaming, std::string* attributes,
   // the wildcard profile: its fourth field carries only the operations, as
   // the contentFeatures.dlna.org header of its download does.
   const char* profile = present(record_->GetDLNAPN()) ? textOf(record_->GetDLNAPN()) : "*";
-  __BuildDLNA4thField(profile, 1, 0, 0, streaming, &field_, &tag_);
+  fourthField(profile, true, kRangeOnly, 0, streaming, &field_);
   __BuildResAttributes(field_, attributes);
   __BuildContentURI(kMainUri, uri);
 }
@@ -199,8 +207,8 @@ void ContentsResGenerator::buildPreviewRes(bool screennail, std::string* attribu
                                            std::string* uri) {
   // No __SetExtraFlags: a thumbnail's or screennail's attributes are its own.
   const int profile = screennail ? CDSHelper::kProfileJpegSm : CDSHelper::kProfileJpegTn;
-  __BuildDLNA4thField(table_ != nullptr ? table_->GetText(profile) : "", 1, 0, 1, false, &field_,
-                      &tag_);
+  fourthField(table_ != nullptr ? table_->GetText(profile) : "", true, kRangeOnly, 1, false,
+              &field_);
   if (screennail) {
     __BuildScreennailAttributes(field_, attributes);
   } else {
@@ -211,9 +219,8 @@ void ContentsResGenerator::buildPreviewRes(bool screennail, std::string* attribu
 
 void ContentsResGenerator::buildAlbumArtRes(std::string* attributes, std::string* uri) {
   __SetExtraFlags();
-  __BuildDLNA4thField(table_ != nullptr ? table_->GetText(CDSHelper::kProfileJpegTn) : "", 1, 0, 1,
-                      false, &field_, &tag_);
-  tag_ += "-W160-H160-EXTJPEG";
+  fourthField(table_ != nullptr ? table_->GetText(CDSHelper::kProfileJpegTn) : "", true, kRangeOnly,
+              1, false, &field_);
   const char* mime = table_ != nullptr ? table_->GetText(CDSHelper::kMimeJpeg) : "image/jpeg";
   __BuildExtraResAttributes(mbNeedResolution_ ? "resolution=\"160x160\" " : "", mime, field_,
                             attributes);

@@ -72,6 +72,10 @@ class ContentsResGenerator {
  private:
   enum UriKind { kMainUri = 1, kThumbnailUri = 2, kScreennailUri = 3 };
 
+  // The fourth field alone (a res needs no tag): `op` is the OP digits,
+  // used when `hasOp`; a null `profile` counts as "".
+  static void fourthField(const char* profile, bool hasOp, const char* op, int ci, bool streaming,
+                          std::string* field);
   // Fills the five optional attribute texts from the record and the flags.
   void __SetExtraFlags();
   // The full attribute set of a main resource.
@@ -112,7 +116,6 @@ class ContentsResGenerator {
   std::string importUriText_;
   // Reused by every res of the item.
   std::string field_;
-  std::string tag_;
   CDSHelper* table_;
 };
 
